@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+// Unicode text, always UTF-8.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace vexil::text {
+
+// True where `utf8` has more than `limit` user-perceived characters (extended grapheme clusters). Stops counting at the
+// limit, so that a huge text costs no more than a long one.
+[[nodiscard]] bool hasMoreCharactersThan(std::string_view utf8, std::size_t limit);
+
+[[nodiscard]] bool isValidUtf8(std::string_view bytes);
+
+// `bytes` with every ill-formed sequence replaced by U+FFFD.
+[[nodiscard]] std::string repairedUtf8(std::string_view bytes);
+
+// `latin1` (ISO 8859-1) as UTF-8.
+[[nodiscard]] std::string fromLatin1(std::string_view latin1);
+
+} // namespace vexil::text
