@@ -83,3 +83,15 @@ function(vexil_test name)
         gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES TIMEOUT ${ARG_TIMEOUT})
     endif()
 endfunction()
+
+# vexil_bench(NAME SOURCES ... LINK targets ...)
+# An executable on the harness of bench/, in build/PRESET/bench; ./bench finds it there. One round of each measure is a
+# ctest test, so that a measure that no longer works is noticed before somebody wants its figure.
+function(vexil_bench name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bench)
+    target_link_libraries(${name} PRIVATE vexil_bench_harness ${ARG_LINK})
+    add_test(NAME bench.${name} COMMAND ${name} --rounds 1)
+    set_tests_properties(bench.${name} PROPERTIES TIMEOUT 120)
+endfunction()
