@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// An image codec that answers what a test told it to.
+#pragma once
+
+#include "platform/image_codec.h"
+
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace vexil {
+
+// All methods from any thread.
+class MemoryImageCodec final : public ImageCodec {
+public:
+    struct Call {
+        Bytes image;
+        double quality = 0;
+    };
+
+    [[nodiscard]] std::optional<Bytes> toJpeg(ByteView image, double quality) override {
+        const std::lock_guard lock(mutex_);
+        calls_.push_back({copyOf(image), quality});
+        return answer_;
+    }
+
+    // What toJpeg answers from now on: bytes, or none as for an image that cannot be read. None at first.
+    void answerWith(std::optional<Bytes> answer) {
+        const std::lock_guard lock(mutex_);
+        answer_ = std::move(answer);
+    }
+
+    [[nodiscard]] std::vector<Call> calls() const {
+        const std::lock_guard lock(mutex_);
+        return calls_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::optional<Bytes> answer_;
+    std::vector<Call> calls_;
+};
+
+} // namespace vexil
