@@ -57,11 +57,16 @@ function(vexil_library name)
     endif()
 endfunction()
 
+# All programs, and all measures with what they are built from: what ./run and ./bench build.
+add_custom_target(vexil_programs)
+add_custom_target(vexil_benches)
+
 # vexil_program(NAME SOURCES ... LINK targets ...): an executable in bin/.
 function(vexil_program name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE vexil_options ${ARG_LINK})
+    add_dependencies(vexil_programs ${name})
 endfunction()
 
 # vexil_test(NAME SOURCES ... LINK targets ... [WRAPPER command ...] [TIMEOUT seconds])
@@ -85,13 +90,14 @@ function(vexil_test name)
 endfunction()
 
 # vexil_bench(NAME SOURCES ... LINK targets ...)
-# An executable on the harness of bench/, in build/PRESET/bench; ./bench finds it there. One round of each measure is a
+# An executable on the harness of src/bench, in build/PRESET/bench; ./bench finds it there. One round of each measure is a
 # ctest test, so that a measure that no longer works is noticed before somebody wants its figure.
 function(vexil_bench name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bench)
     target_link_libraries(${name} PRIVATE vexil_bench_harness ${ARG_LINK})
+    add_dependencies(vexil_benches ${name})
     add_test(NAME bench.${name} COMMAND ${name} --rounds 1)
     set_tests_properties(bench.${name} PROPERTIES TIMEOUT 120)
 endfunction()
