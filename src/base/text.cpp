@@ -3,10 +3,14 @@
 
 #include <simdjson.h>
 #include <unicode/brkiter.h>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace vexil::text {
 
@@ -16,27 +20,66 @@ struct CloseText {
     void operator()(UText* text) const { utext_close(text); }
 };
 
+using OpenText = std::unique_ptr<UText, CloseText>;
+
+OpenText openText(std::string_view utf8) {
+    UErrorCode status = U_ZERO_ERROR;
+    OpenText view(utext_openUTF8(nullptr, utf8.data(), static_cast<int64_t>(utf8.size()), &status));
+    return U_SUCCESS(status) ? std::move(view) : nullptr;
+}
+
+// Where the first `count` characters of `utf8` end; none where ICU, without its data, cannot say.
+std::optional<std::size_t> endOfCharacters(std::string_view utf8, std::size_t count) {
+    UErrorCode status = U_ZERO_ERROR;
+    const OpenText view = openText(utf8);
+    const std::unique_ptr<icu::BreakIterator> characters(
+        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+    if (!view || U_FAILURE(status))
+        return std::nullopt;
+    characters->setText(view.get(), status);
+    if (U_FAILURE(status))
+        return std::nullopt;
+    std::int32_t end = characters->first();
+    for (std::size_t seen = 0; seen < count; ++seen) {
+        const std::int32_t next = characters->next();
+        if (next == icu::BreakIterator::DONE)
+            return utf8.size();
+        end = next;
+    }
+    return static_cast<std::size_t>(end);
+}
+
 } // namespace
 
 bool hasMoreCharactersThan(std::string_view utf8, std::size_t limit) {
     if (utf8.size() <= limit)
         return false; // a character is at least one byte
-    UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<UText, CloseText> view(
-        utext_openUTF8(nullptr, utf8.data(), static_cast<int64_t>(utf8.size()), &status));
-    const std::unique_ptr<icu::BreakIterator> characters(
-        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    if (U_FAILURE(status))
-        return true; // without its data ICU cannot say; an unmeasured text counts as too long
-    characters->setText(view.get(), status);
-    if (U_FAILURE(status))
-        return true;
-    characters->first();
-    for (std::size_t count = 0; characters->next() != icu::BreakIterator::DONE; ++count) {
-        if (count == limit)
-            return true;
+    const auto end = endOfCharacters(utf8, limit);
+    return !end || *end < utf8.size(); // an unmeasured text counts as too long
+}
+
+std::string foldedToOneLine(std::string_view utf8, std::size_t maxCharacters, std::size_t maxBytes) {
+    const OpenText view = openText(utf8);
+    if (!view)
+        return {};
+    std::string folded;
+    bool needsBlank = false;
+    for (UChar32 point = utext_next32(view.get()); point != U_SENTINEL; point = utext_next32(view.get())) {
+        if (u_isUWhiteSpace(point) || u_isISOControl(point)) {
+            needsBlank = !folded.empty();
+            continue;
+        }
+        std::string character = needsBlank ? " " : "";
+        icu::UnicodeString(point).toUTF8String(character);
+        if (folded.size() + character.size() > maxBytes)
+            break;
+        folded += character;
+        needsBlank = false;
     }
-    return false;
+    folded.resize(endOfCharacters(folded, maxCharacters).value_or(folded.size()));
+    if (folded.ends_with(' '))
+        folded.pop_back();
+    return folded;
 }
 
 bool isValidUtf8(std::string_view bytes) {

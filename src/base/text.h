@@ -12,6 +12,10 @@ namespace vexil::text {
 // limit, so that a huge text costs no more than a long one.
 [[nodiscard]] bool hasMoreCharactersThan(std::string_view utf8, std::size_t limit);
 
+// The beginning of `utf8` on one line: every run of white space and control characters becomes one blank, none at
+// either end, cut to `maxCharacters` user-perceived characters and to `maxBytes`. Reads no more than it needs.
+[[nodiscard]] std::string foldedToOneLine(std::string_view utf8, std::size_t maxCharacters, std::size_t maxBytes);
+
 [[nodiscard]] bool isValidUtf8(std::string_view bytes);
 
 // `bytes` with every ill-formed sequence replaced by U+FFFD.

@@ -26,6 +26,39 @@ TEST(TextTest, TheLimitItselfIsWithin) {
     EXPECT_TRUE(text::hasMoreCharactersThan(accents + "x", 4096));
 }
 
+TEST(TextTest, FoldsWhiteSpaceAndControlCharactersToOneBlank) {
+    EXPECT_EQ(text::foldedToOneLine(" \t one\r\n\n two\u3000\u2028three \n", 200, 4096), "one two three");
+    EXPECT_EQ(text::foldedToOneLine("a\x1B[31mb\u009Bc\x7F", 200, 4096), "a [31mb c");
+    EXPECT_EQ(text::foldedToOneLine(std::string_view("a\0b", 3), 200, 4096), "a b");
+    EXPECT_EQ(text::foldedToOneLine(" \n\t ", 200, 4096), "");
+    EXPECT_EQ(text::foldedToOneLine("", 200, 4096), "");
+}
+
+TEST(TextTest, CutsALineBetweenCharactersAsAPersonSeesThem) {
+    const std::string family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
+    EXPECT_EQ(text::foldedToOneLine(family + family + family, 2, 4096), family + family);
+    EXPECT_EQ(text::foldedToOneLine("e\u0301e\u0301", 1, 4096), "e\u0301");
+    EXPECT_EQ(text::foldedToOneLine("abc", 3, 4096), "abc");
+    EXPECT_EQ(text::foldedToOneLine("abc", 0, 4096), "");
+    EXPECT_EQ(text::foldedToOneLine("abc def", 4, 4096), "abc");
+}
+
+TEST(TextTest, CutsALineOfEndlessCharactersByItsBytes) {
+    std::string tower = "e";
+    for (int i = 0; i < 10'000; ++i)
+        tower += "\u0301";
+    const std::string line = text::foldedToOneLine(tower, 200, 4096);
+    EXPECT_EQ(line.size(), 4095U); // whole code points only
+    EXPECT_TRUE(text::isValidUtf8(line));
+}
+
+TEST(TextTest, ALineOfIllFormedTextIsWellFormed) {
+    EXPECT_EQ(text::foldedToOneLine("a\xFF"
+                                    "b\xC3",
+                                    200, 4096),
+              "a\uFFFDb\uFFFD");
+}
+
 TEST(TextTest, RepairsIllFormedSequencesOnly) {
     EXPECT_EQ(text::repairedUtf8("gr\u00fcn"), "gr\u00fcn");
     EXPECT_EQ(text::repairedUtf8("a\xff"
