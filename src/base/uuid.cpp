@@ -7,25 +7,70 @@
 
 namespace vexil {
 
+namespace {
+
+constexpr std::uint8_t kNoHexDigit = 0x80;
+
+constexpr auto kHexDigits = [] {
+    std::array<std::uint8_t, 256> digits{};
+    digits.fill(kNoHexDigit);
+    for (std::uint8_t i = 0; i < 10; ++i)
+        digits[static_cast<std::size_t>('0' + i)] = i;
+    for (std::uint8_t i = 0; i < 6; ++i) {
+        digits[static_cast<std::size_t>('A' + i)] = static_cast<std::uint8_t>(10 + i);
+        digits[static_cast<std::size_t>('a' + i)] = static_cast<std::uint8_t>(10 + i);
+    }
+    return digits;
+}();
+
+// Of the bytes, in the form 8-4-4-4-12.
+constexpr bool isAfterHyphen(std::size_t byte) {
+    return byte == 4 || byte == 6 || byte == 8 || byte == 10;
+}
+
+} // namespace
+
 Uuid Uuid::random() {
     Uuid id;
     uuid_generate_random(id.bytes_.data());
     return id;
 }
 
+// Both directions are written out because snapshots hold tens of thousands of these and libuuid goes through printf and
+// strtoul.
 std::optional<Uuid> Uuid::parse(std::string_view text) {
     if (text.size() != kTextLength)
         return std::nullopt;
     Uuid id;
-    if (uuid_parse_range(text.data(), text.data() + text.size(), id.bytes_.data()) != 0)
+    std::uint8_t faults = 0;
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < id.bytes_.size(); ++i) {
+        if (isAfterHyphen(i))
+            faults |= text[at++] == '-' ? std::uint8_t{0} : kNoHexDigit;
+        const std::uint8_t high = kHexDigits[static_cast<unsigned char>(text[at++])];
+        const std::uint8_t low = kHexDigits[static_cast<unsigned char>(text[at++])];
+        faults |= high | low;
+        id.bytes_[i] = static_cast<std::uint8_t>(high << 4 | low);
+    }
+    if ((faults & kNoHexDigit) != 0)
         return std::nullopt;
     return id;
 }
 
+void Uuid::writeTo(char* text) const {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    for (std::size_t i = 0; i < bytes_.size(); ++i) {
+        if (isAfterHyphen(i))
+            *text++ = '-';
+        *text++ = kDigits[bytes_[i] >> 4];
+        *text++ = kDigits[bytes_[i] & 0xF];
+    }
+}
+
 std::string Uuid::toString() const {
-    std::array<char, kTextLength + 1> text{};
-    uuid_unparse_upper(bytes_.data(), text.data());
-    return {text.data(), kTextLength};
+    std::string text(kTextLength, '-');
+    writeTo(text.data());
+    return text;
 }
 
 } // namespace vexil

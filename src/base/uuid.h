@@ -24,6 +24,8 @@ public:
 
     // Upper-case 36-character form.
     [[nodiscard]] std::string toString() const;
+    // The same into kTextLength characters at `text`, without a terminator.
+    void writeTo(char* text) const;
     [[nodiscard]] const std::array<std::uint8_t, 16>& bytes() const { return bytes_; }
 
     auto operator<=>(const Uuid&) const = default;
