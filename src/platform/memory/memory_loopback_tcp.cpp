@@ -19,7 +19,7 @@ constexpr std::uint16_t kFirstPort = 49'152;
 struct MemoryLoopbackTcp::Flow {
     MemoryTcpFaults faults;
     std::size_t carried = 0;
-    Bytes pipe;
+    std::vector<std::uint8_t> pipe;
     std::size_t read = 0;
 
     [[nodiscard]] std::size_t waiting() const { return pipe.size() - read; }
@@ -32,13 +32,13 @@ struct MemoryLoopbackTcp::Flow {
     [[nodiscard]] bool isSpent() const { return faults.cutAfter && carried >= *faults.cutAfter; }
 
     void take(ByteView bytes) {
-        pipe.insert(pipe.end(), bytes.begin(), bytes.end());
+        pipe.insert(pipe.end(), bytes.data(), bytes.data() + bytes.size());
         carried += bytes.size();
     }
 
     Bytes give(std::size_t size) {
-        const auto from = pipe.begin() + static_cast<std::ptrdiff_t>(read);
-        Bytes bytes(from, from + static_cast<std::ptrdiff_t>(size));
+        Bytes bytes(size);
+        std::copy_n(pipe.data() + read, size, bytes.data());
         read += size;
         if (read == pipe.size()) {
             pipe.clear();
