@@ -22,7 +22,7 @@ namespace vexil {
 
 // Turns a TCP stream into requests, responses and events. Frames are cut, and JSON is read and written, on the
 // network's queue; this object, its callbacks and its completions belong to the main queue, which only ever sees
-// finished values. A callback may close or destroy the connection.
+// finished values. Any callback may close the connection; onClose may destroy it as well.
 //
 // What a peer can make us hold is bounded; past a bound the link closes (1, 2) or reading pauses (3):
 //   1. attachments whose envelope has not come: kMaxStagedBytes;
@@ -76,6 +76,7 @@ public:
     // Any number of times. Fails what is pending with "closed" / "Link closed", then calls onClose. Nothing that
     // arrives afterwards is delivered.
     void close();
+    [[nodiscard]] bool isClosed() const { return isClosed_; }
 
 private:
     class Pipeline;
@@ -85,8 +86,8 @@ private:
     };
 
     void deliver(Message message);
-    void deliverResponse(Message message);
-    void timeOut(const std::string& id);
+    void complete(const std::string& id, Result<Response, ClipboardLinkError> outcome);
+    void failLater(Completion completion);
 
     MainQueue& mainQueue_;
     std::shared_ptr<Pipeline> pipeline_;

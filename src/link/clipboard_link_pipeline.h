@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+// The half of a link connection that lives on the network's queue: bytes in, messages out, and the other way round.
+#pragma once
+
+#include "base/bytes.h"
+#include "base/unique_function.h"
+#include "link/attachment_stage.h"
+#include "link/clipboard_link_connection.h"
+#include "link/frame_decoder.h"
+#include "platform/loopback_tcp.h"
+#include "platform/main_queue.h"
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vexil {
+
+// Shared between the connection and the callbacks of its stream. The public methods are called on the main queue and
+// hand over to the network's queue; the events are called on the main queue.
+class ClipboardLinkConnection::Pipeline : public std::enable_shared_from_this<Pipeline> {
+public:
+    struct Events {
+        UniqueFunction<void()> onReady;
+        UniqueFunction<void(Message)> onMessage;
+        UniqueFunction<void()> onEnd; // possibly more than once
+    };
+
+    // What goes out: an envelope with its attachment, and whom to tell.
+    struct Outgoing {
+        ClipboardLinkHeader header;
+        ClipboardLinkPayload payload = {};
+        std::optional<Bytes> attachment = std::nullopt;
+        Task onWritten = nullptr;  // main queue
+        Task onTooLarge = nullptr; // main queue; no frame can hold it, and nothing was written
+    };
+
+    Pipeline(MainQueue& mainQueue, LoopbackTcp& network, std::unique_ptr<TcpStream> stream, Events events);
+
+    void start();
+    void send(Outgoing message);
+    void cancel();
+
+private:
+    void stateChanged(TcpStream::State state);
+    void receive();
+    void received(const TcpStream::Received& chunk);
+    [[nodiscard]] bool takeFrames(ByteView chunk);
+    void takeEnvelope(const Bytes& body);
+    void deliver(Message message, std::size_t size);
+    void handled(std::size_t size);
+    [[nodiscard]] bool isMainQueueBehind() const;
+    void write(Outgoing message);
+    [[nodiscard]] static std::vector<Bytes> encode(Outgoing& message);
+    void written(std::size_t size, bool isWritten, Task onWritten);
+    void end();
+
+    MainQueue& mainQueue_;
+    LoopbackTcp& network_;
+    std::unique_ptr<TcpStream> stream_;
+    Events events_;
+    FrameDecoder decoder_;
+    AttachmentStage stage_{kMaxStagedBytes};
+    bool hasEnded_ = false;
+    std::size_t unsentBytes_ = 0;
+    std::atomic<std::size_t> unhandledBytes_ = 0;
+    std::atomic<std::size_t> unhandledEnvelopes_ = 0;
+    std::atomic<bool> isPaused_ = false;
+};
+
+} // namespace vexil
