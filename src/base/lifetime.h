@@ -15,6 +15,7 @@ namespace vexil {
 class Lifetime {
 public:
     Lifetime() = default;
+    ~Lifetime() = default;
     Lifetime(const Lifetime&) = delete;
     Lifetime& operator=(const Lifetime&) = delete;
 

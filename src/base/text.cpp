@@ -25,7 +25,7 @@ using OpenText = std::unique_ptr<UText, CloseText>;
 OpenText openText(std::string_view utf8) {
     UErrorCode status = U_ZERO_ERROR;
     OpenText view(utext_openUTF8(nullptr, utf8.data(), static_cast<int64_t>(utf8.size()), &status));
-    return U_SUCCESS(status) ? std::move(view) : nullptr;
+    return U_SUCCESS(status) != 0 ? std::move(view) : nullptr;
 }
 
 // Where the first `count` characters of `utf8` end; none where ICU, without its data, cannot say.
@@ -34,10 +34,10 @@ std::optional<std::size_t> endOfCharacters(std::string_view utf8, std::size_t co
     const OpenText view = openText(utf8);
     const std::unique_ptr<icu::BreakIterator> characters(
         icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    if (!view || U_FAILURE(status))
+    if (!view || U_FAILURE(status) != 0)
         return std::nullopt;
     characters->setText(view.get(), status);
-    if (U_FAILURE(status))
+    if (U_FAILURE(status) != 0)
         return std::nullopt;
     std::int32_t end = characters->first();
     for (std::size_t seen = 0; seen < count; ++seen) {

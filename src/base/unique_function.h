@@ -36,9 +36,9 @@ private:
         virtual R call(Args... args) = 0;
     };
     template <class F> struct Holder final : Target {
-        template <class G> explicit Holder(G&& callable) : callable_(std::forward<G>(callable)) {}
-        R call(Args... args) override { return std::invoke(callable_, std::forward<Args>(args)...); }
-        F callable_;
+        template <class G> explicit Holder(G&& value) : callable(std::forward<G>(value)) {}
+        R call(Args... args) override { return std::invoke(callable, std::forward<Args>(args)...); }
+        F callable;
     };
 
     std::unique_ptr<Target> target_;

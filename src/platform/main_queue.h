@@ -19,6 +19,8 @@ class [[nodiscard]] Timer {
 public:
     Timer() = default;
     explicit Timer(Task cancel) : cancel_(std::move(cancel)) {}
+    Timer(const Timer&) = delete;
+    Timer& operator=(const Timer&) = delete;
     Timer(Timer&& other) noexcept : cancel_(std::exchange(other.cancel_, nullptr)) {}
     Timer& operator=(Timer&& other) noexcept {
         if (this != &other) {

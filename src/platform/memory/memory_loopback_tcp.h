@@ -31,6 +31,8 @@ public:
     enum class Way { toListener, toConnector };
 
     explicit MemoryLoopbackTcp(MemoryMainQueue& mainQueue);
+    MemoryLoopbackTcp(const MemoryLoopbackTcp&) = delete;
+    MemoryLoopbackTcp& operator=(const MemoryLoopbackTcp&) = delete;
     ~MemoryLoopbackTcp() override;
 
     [[nodiscard]] MemorySerialQueue& queue() override;

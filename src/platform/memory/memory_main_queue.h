@@ -58,6 +58,8 @@ private:
 class MemorySerialQueue final : public SerialQueue {
 public:
     explicit MemorySerialQueue(MemoryMainQueue& mainQueue);
+    MemorySerialQueue(const MemorySerialQueue&) = delete;
+    MemorySerialQueue& operator=(const MemorySerialQueue&) = delete;
     ~MemorySerialQueue() override;
 
     void post(Task task) override;

@@ -20,6 +20,7 @@ public:
     };
 
     explicit MemoryNotificationBus(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
+    ~MemoryNotificationBus() = default;
     MemoryNotificationBus(const MemoryNotificationBus&) = delete;
     MemoryNotificationBus& operator=(const MemoryNotificationBus&) = delete;
 

@@ -27,7 +27,7 @@ TEST_F(MemoryPasteboardTest, RemembersWhatWasRead) {
     pasteboard.types([](const auto&) {});
     pasteboard.data(pasteboard_type::kPng, [](const auto&) {});
     EXPECT_THAT(pasteboard.reads(), ElementsAre(MemoryPasteboard::kTypesRead, pasteboard_type::kPng));
-    EXPECT_EQ(pasteboard.readsOf(pasteboard_type::kString), 0u);
+    EXPECT_EQ(pasteboard.readsOf(pasteboard_type::kString), 0U);
 }
 
 TEST_F(MemoryPasteboardTest, AFrozenOwnerYieldsNoneAfterTheDeadline) {
