@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "store/history_listing.h"
+
+#include "base/json.h"
+#include "store/byte_count.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string_view>
+#include <tuple>
+
+namespace vexil {
+
+namespace {
+
+constexpr std::size_t kShortestId = 8;
+
+struct ListedEntry {
+    Uuid id;
+    ClipboardKind kind = ClipboardKind::text;
+    std::int64_t size = 0;
+    Date createdAt;
+    Date lastCopiedAt;
+    bool isPinned = false;
+    bool isFavorite = false;
+    std::optional<Uuid> categoryID;
+    std::optional<std::string> alias;
+    std::string preview;
+};
+constexpr auto jsonFields(json::Tag<ListedEntry>) {
+    using R = ListedEntry;
+    return std::tuple{json::Field{"id", &R::id},
+                      json::Field{"kind", &R::kind},
+                      json::Field{"size", &R::size},
+                      json::Field{"createdAt", &R::createdAt},
+                      json::Field{"lastCopiedAt", &R::lastCopiedAt},
+                      json::Field{"isPinned", &R::isPinned},
+                      json::Field{"isFavorite", &R::isFavorite},
+                      json::Field{"categoryID", &R::categoryID},
+                      json::Field{"alias", &R::alias},
+                      json::Field{"preview", &R::preview}};
+}
+
+std::size_t commonPrefix(std::string_view a, std::string_view b) {
+    return static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin());
+}
+
+std::size_t lengthThatTellsApart(std::vector<std::string> ids) {
+    std::sort(ids.begin(), ids.end());
+    std::size_t length = kShortestId;
+    for (std::size_t i = 1; i < ids.size(); ++i)
+        length = std::max(length, commonPrefix(ids[i - 1], ids[i]) + 1);
+    return length;
+}
+
+std::string localTime(Date date) {
+    constexpr double kYear9999 = 253'402'214'400; // after which the column would not be wide enough
+    const double exact = std::floor(date.unixSeconds());
+    const bool isInCalendar = exact >= 0 && exact < kYear9999; // and no NaN
+    const auto seconds = isInCalendar ? static_cast<std::time_t>(exact) : 0;
+    std::tm local{};
+    std::array<char, 32> text{};
+    if (!isInCalendar || ::localtime_r(&seconds, &local) == nullptr)
+        return "unknown time       ";
+    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+    return {text.data(), length};
+}
+
+} // namespace
+
+std::string historyTable(const std::vector<StoredEntry>& entries) {
+    std::vector<std::string> ids;
+    std::vector<std::string> sizes;
+    std::size_t sizeWidth = 0;
+    for (const StoredEntry& entry : entries) {
+        ids.push_back(entry.row.id.toString());
+        sizes.push_back(byteCountText(entry.size));
+        sizeWidth = std::max(sizeWidth, sizes.back().size());
+    }
+    const std::size_t idWidth = lengthThatTellsApart(ids);
+    std::string table;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const ClipboardRowSummary& row = entries[i].row;
+        std::string line = ids[i].substr(0, idWidth);
+        line += row.kind == ClipboardKind::text ? "  text   " : "  image  ";
+        line += std::string(sizeWidth - sizes[i].size(), ' ') + sizes[i] + "  ";
+        line += localTime(row.lastCopiedAt);
+        if (!row.preview.empty())
+            line += "  " + row.preview;
+        table += line + "\n";
+    }
+    return table;
+}
+
+Bytes historyJson(const std::vector<StoredEntry>& entries) {
+    Bytes text;
+    const auto append = [&](std::string_view part) {
+        const ByteView bytes = bytesOf(part);
+        text.insert(text.end(), bytes.begin(), bytes.end());
+    };
+    append("[");
+    std::string_view before = "\n";
+    for (const StoredEntry& entry : entries) {
+        const ClipboardRowSummary& row = entry.row;
+        append(before);
+        json::append(text, ListedEntry{row.id, row.kind, static_cast<std::int64_t>(entry.size), entry.createdAt,
+                                       row.lastCopiedAt, row.isPinned, row.isFavorite, row.categoryID, row.alias,
+                                       row.preview});
+        before = ",\n";
+    }
+    append(entries.empty() ? "]\n" : "\n]\n");
+    return text;
+}
+
+} // namespace vexil

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "store/store_commands.h"
+#include "store/store_folder.h"
+
+#include <CLI/CLI.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+namespace vexil {
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+int report(const std::string& sentence) {
+    std::cerr << "vexil-store: " << sentence << '\n';
+    return kFailed;
+}
+
+int exitStatus(const Result<Done, StoreError>& result) {
+    return result ? EXIT_SUCCESS : report(result.error().sentence);
+}
+
+// A descriptor below 3 that the caller left closed would be taken by the next file opened, the database say, and be
+// written to as if it were the output. Opened for the other direction it fails as a closed one does.
+void occupyStandardDescriptors() {
+    for (const int wanted : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(wanted, F_GETFD) == -1) [[maybe_unused]]
+            const int opened = ::open("/dev/null", wanted == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Keeps the clipboard history of Vexil Shortcut.", "vexil-store");
+    app.set_version_flag("--version", "vexil-store " VEXIL_VERSION);
+    app.require_subcommand(1);
+
+    bool asJson = false;
+    CLI::App* list = app.add_subcommand("list", "Print the history, the latest copy first");
+    list->add_flag("--json", asJson, "Print an array of objects instead of a table");
+
+    std::string id;
+    CLI::App* show = app.add_subcommand("show", "Print the text or the image of one entry");
+    show->add_option("ID", id, "The id of the entry, or enough of its beginning")->required();
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == EXIT_SUCCESS)
+            return app.exit(error); // help and version
+        report(std::string(error.what()) + "; see vexil-store --help");
+        return kUsage;
+    }
+
+    const auto folder = StoreFolder::find(environment("XDG_DATA_HOME"), environment("HOME"));
+    if (!folder)
+        return report(folder.error().sentence);
+    if (list->parsed())
+        return exitStatus(listHistory(*folder, asJson ? ListFormat::json : ListFormat::table, STDOUT_FILENO));
+    return exitStatus(showEntry(*folder, id, STDOUT_FILENO));
+}
+
+} // namespace
+} // namespace vexil
+
+int main(int argc, char** argv) {
+    vexil::occupyStandardDescriptors();
+    ::umask(S_IRWXG | S_IRWXO);
+    return vexil::run(argc, argv);
+}

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "store/sqlite_connection.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cassert>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+namespace vexil {
+
+namespace {
+
+// SQLite gives the files beside the database the mode of the database, so it is enough to make this one first.
+Result<Done, StoreError> createPrivateFile(const std::filesystem::path& file) {
+    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, S_IRUSR | S_IWUSR);
+    const bool isPrivate = descriptor >= 0 && ::fchmod(descriptor, S_IRUSR | S_IWUSR) == 0;
+    const int error = errno;
+    if (descriptor >= 0)
+        ::close(descriptor);
+    if (!isPrivate)
+        return Failure{StoreError{file.string() + " cannot be used: " + std::strerror(error)}};
+    return Done{};
+}
+
+} // namespace
+
+void SqliteConnection::Close::operator()(sqlite3* database) const {
+    [[maybe_unused]] const int code = sqlite3_close(database);
+    assert(code == SQLITE_OK); // a statement outlived its connection
+}
+
+Result<SqliteConnection, StoreError> SqliteConnection::open(const std::filesystem::path& file, Mode mode,
+                                                            std::chrono::milliseconds busyTimeout) {
+    if (mode == Mode::createIfMissing) {
+        if (auto created = createPrivateFile(file); !created)
+            return Failure{created.error()};
+    }
+    sqlite3* database = nullptr;
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    const int code = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
+    SqliteConnection connection(database);
+    if (code != SQLITE_OK) {
+        const int systemError = database != nullptr ? sqlite3_system_errno(database) : ENOMEM;
+        const char* reason = systemError != 0 ? std::strerror(systemError) : sqlite3_errstr(code);
+        return Failure{StoreError{file.string() + " cannot be opened: " + reason}};
+    }
+    sqlite3_busy_timeout(database, static_cast<int>(busyTimeout.count()));
+    return connection;
+}
+
+Result<Done, StoreError> SqliteConnection::execute(const char* sql) {
+    if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        return Failure{lastSqliteError(database_.get())};
+    return Done{};
+}
+
+int SqliteConnection::changedRows() const {
+    return sqlite3_changes(database_.get());
+}
+
+Result<SqliteStatement, StoreError> SqliteConnection::compile(std::string_view sql) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(database_.get(), sql.data(), static_cast<int>(sql.size()), &statement, nullptr) != SQLITE_OK)
+        return Failure{lastSqliteError(database_.get())};
+    return SqliteStatement(statement);
+}
+
+void SqliteConnection::rollBack() {
+    // After some failures SQLite has rolled back already.
+    if (sqlite3_get_autocommit(database_.get()) == 0)
+        sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+} // namespace vexil

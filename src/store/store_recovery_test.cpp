@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+// What becomes of the database when its file, its disk or its process fails.
+#include "store/scratch_folder.h"
+#include "store/store_database.h"
+#include "store/store_schema.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <iterator>
+
+namespace vexil {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::EndsWith;
+using testing::HasSubstr;
+using Mode = StoreDatabase::Mode;
+using Thumbnails = StoreDatabase::Thumbnails;
+
+constexpr Date kNow{800'000'000};
+
+class StoreRecoveryTest : public testing::Test {
+protected:
+    std::string contentsOfFile() {
+        std::ifstream stream(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    // Why opening fails; the file must come out of it as it was.
+    std::string refusal(Mode mode = Mode::createIfMissing) {
+        const std::string before = contentsOfFile();
+        const auto opened = StoreDatabase::open(file, mode);
+        EXPECT_EQ(contentsOfFile(), before);
+        return opened ? "opened" : opened.error().sentence;
+    }
+
+    static Result<StoreDatabase::Recorded, StoreError> record(StoreDatabase& database, const std::string& text) {
+        return database.record(ClipboardKind::text, bytesOf(text), kNow);
+    }
+
+    std::vector<std::string> history() {
+        auto database = StoreDatabase::open(file, Mode::existing);
+        EXPECT_TRUE(database) << database.error().sentence;
+        std::vector<std::string> previews;
+        const auto entries = database->entries(ClipboardScope::history, 1'000'000, Thumbnails::leave).value();
+        for (const auto& entry : entries)
+            previews.push_back(entry.row.preview);
+        return previews;
+    }
+
+    std::string integrity() {
+        auto connection = SqliteConnection::open(file, Mode::existing).value();
+        auto check = connection.prepare("PRAGMA integrity_check").value();
+        EXPECT_TRUE(check.step().value());
+        return check.text(0);
+    }
+
+    ScratchFolder scratch;
+    std::filesystem::path file = scratch.path() / "store.db";
+};
+
+TEST_F(StoreRecoveryTest, OnlyTheOwnerMayReadTheFiles) {
+    const mode_t former = ::umask(0);
+    auto database = StoreDatabase::open(file, Mode::createIfMissing).value();
+    EXPECT_TRUE(record(database, "secret"));
+    ::umask(former);
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        struct stat status {};
+        ASSERT_EQ(::stat((file.string() + suffix).c_str(), &status), 0) << suffix;
+        EXPECT_EQ(status.st_mode & 0777, 0600U) << suffix;
+    }
+}
+
+TEST_F(StoreRecoveryTest, AMissingFileIsNotMadeWhereOneIsExpected) {
+    EXPECT_THAT(StoreDatabase::open(file, Mode::existing).error().sentence, EndsWith("No such file or directory"));
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(StoreRecoveryTest, AFolderInPlaceOfTheFileIsRefused) {
+    std::filesystem::create_directory(file);
+    EXPECT_THAT(StoreDatabase::open(file, Mode::createIfMissing).error().sentence, HasSubstr("Is a directory"));
+}
+
+TEST_F(StoreRecoveryTest, AnEmptyFileBecomesAStore) {
+    std::ofstream(file).close();
+    auto database = StoreDatabase::open(file, Mode::createIfMissing).value();
+    EXPECT_TRUE(record(database, "one"));
+}
+
+TEST_F(StoreRecoveryTest, AFileThatIsNoDatabaseIsRefusedAndKept) {
+    std::ofstream(file) << std::string(10'000, 'x');
+    EXPECT_EQ(refusal(), file.string() + " is not a database of vexil-store");
+    std::ofstream(file) << "short";
+    EXPECT_EQ(refusal(Mode::existing), file.string() + " is not a database of vexil-store");
+}
+
+TEST_F(StoreRecoveryTest, ADatabaseOfAnotherProgramIsRefusedAndKept) {
+    ASSERT_TRUE(
+        SqliteConnection::open(file, Mode::createIfMissing)->execute("CREATE TABLE t (a); PRAGMA user_version = 1"));
+    EXPECT_EQ(refusal(), file.string() + " is a database of another program");
+    std::filesystem::remove(file);
+    ASSERT_TRUE(SqliteConnection::open(file, Mode::createIfMissing)->execute("PRAGMA application_id = 1"));
+    EXPECT_EQ(refusal(), file.string() + " is a database of another program");
+}
+
+TEST_F(StoreRecoveryTest, ANewerSchemaIsRefusedAndKept) {
+    {
+        auto database = StoreDatabase::open(file, Mode::createIfMissing).value();
+        ASSERT_TRUE(record(database, "one"));
+    }
+    const auto newer = store_schema::currentVersion() + 6;
+    ASSERT_TRUE(SqliteConnection::open(file, Mode::existing)
+                    ->execute(("PRAGMA user_version = " + std::to_string(newer)).c_str()));
+    EXPECT_EQ(refusal(), file.string() + " was written by a newer vexil-store (schema " + std::to_string(newer) +
+                             "; this one reads up to " + std::to_string(store_schema::currentVersion()) + ")");
+}
+
+TEST_F(StoreRecoveryTest, ADamagedDatabaseIsAFailureNotACrash) {
+    {
+        auto database = StoreDatabase::open(file, Mode::createIfMissing).value();
+        for (int i = 0; i < 200; ++i)
+            ASSERT_TRUE(record(database, std::to_string(i) + std::string(500, 'x')));
+    }
+    const std::string whole = contentsOfFile();
+    int failures = 0;
+    for (std::size_t page = 1; page < whole.size() / 4096; ++page) {
+        std::string damaged = whole;
+        damaged.replace(page * 4096, 64, std::string(64, '\xA5'));
+        std::ofstream(file, std::ios::binary | std::ios::trunc) << damaged;
+        auto database = StoreDatabase::open(file, Mode::existing);
+        const auto read =
+            database ? database->entries(ClipboardScope::history, 1000, Thumbnails::read) : Failure{database.error()};
+        if (read)
+            continue;
+        ++failures;
+        EXPECT_THAT(read.error().sentence, HasSubstr("is damaged; move it away to start with an empty one"));
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(StoreRecoveryTest, ALockedDatabaseFailsTheCopyAndTakesTheNext) {
+    auto database = StoreDatabase::open(file, Mode::createIfMissing, 1ms).value();
+    auto other = SqliteConnection::open(file, Mode::existing).value();
+    ASSERT_TRUE(other.execute("BEGIN IMMEDIATE"));
+    const auto refused = record(database, "lost");
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().sentence, file.string() + " is in use by another program");
+    EXPECT_EQ(database.entries(ClipboardScope::history, 10, Thumbnails::leave)->size(), 0U); // reading goes on
+    ASSERT_TRUE(other.execute("COMMIT"));
+    EXPECT_TRUE(record(database, "kept"));
+    EXPECT_THAT(history(), testing::ElementsAre("kept"));
+}
+
+TEST_F(StoreRecoveryTest, AFullDatabaseSaysSoAndRollsBack) {
+    auto connection = SqliteConnection::open(file, Mode::createIfMissing).value();
+    ASSERT_TRUE(store_schema::prepare(connection, file));
+    ASSERT_TRUE(connection.execute("PRAGMA max_page_count = 40"));
+    const auto result = connection.transaction(SqliteConnection::Access::write, [&]() -> Result<Done, StoreError> {
+        if (auto category = connection.run("INSERT INTO categories VALUES ('a', 'b', 'c', 1)"); !category)
+            return category;
+        return connection.run("CREATE TABLE large AS SELECT zeroblob(1000000)");
+    });
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().sentence, file.string() + " cannot grow: no space is left");
+    EXPECT_EQ(connection.number("SELECT count(*) FROM categories").value(), 0);
+    EXPECT_EQ(integrity(), "ok");
+}
+
+// No file of this process may grow past the limit while it lives.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : formerHandler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &former_), 0);
+        const rlimit limit{bytes, former_.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~FileSizeLimit() {
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &former_), 0);
+        std::signal(SIGXFSZ, formerHandler_);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit former_{};
+    void (*formerHandler_)(int);
+};
+
+TEST_F(StoreRecoveryTest, ADiskThatTakesNoMoreFailsTheCopyAndTakesTheNext) {
+    auto database = StoreDatabase::open(file, Mode::createIfMissing).value();
+    ASSERT_TRUE(record(database, "before"));
+    {
+        const FileSizeLimit limit(512 * 1024);
+        const auto refused = record(database, std::string(4'000'000, 'x'));
+        ASSERT_FALSE(refused);
+        EXPECT_EQ(refused.error().sentence, file.string() + " cannot be used: File too large");
+    }
+    EXPECT_TRUE(record(database, "after"));
+    EXPECT_THAT(history(), testing::ElementsAre("after", "before"));
+    EXPECT_EQ(integrity(), "ok");
+}
+
+// Copies "0", "1", ... and writes a byte to `acknowledgements` for each that is stored, until it is killed.
+[[noreturn]] void copyUntilKilled(const std::filesystem::path& file, int acknowledgements, std::size_t from) {
+    auto database = StoreDatabase::open(file, Mode::createIfMissing);
+    for (std::size_t next = from; database; ++next) {
+        const std::string text = std::to_string(next) + " " + std::string(next % 7 * 3000, 'x');
+        if (!database->record(ClipboardKind::text, bytesOf(text), kNow) || ::write(acknowledgements, "+", 1) != 1)
+            break;
+    }
+    ::_exit(1);
+}
+
+TEST_F(StoreRecoveryTest, WhatWasAcknowledgedSurvivesAKillAtAnyPoint) {
+    std::size_t stored = 0;
+    for (std::size_t round = 0; round < 20; ++round) {
+        int pipe[2];
+        ASSERT_EQ(::pipe(pipe), 0);
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0)
+            copyUntilKilled(file, pipe[1], stored);
+        ::close(pipe[1]);
+        std::size_t acknowledged = 0;
+        char byte = 0;
+        while (acknowledged < 1 + round * 3 && ::read(pipe[0], &byte, 1) == 1)
+            ++acknowledged;
+        ASSERT_EQ(acknowledged, 1 + round * 3);
+        ::kill(child, SIGKILL);
+        while (::read(pipe[0], &byte, 1) == 1)
+            ++acknowledged;
+        ::close(pipe[0]);
+        ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+
+        const auto previews = history();
+        ASSERT_GE(previews.size(), stored + acknowledged);
+        ASSERT_LE(previews.size(), stored + acknowledged + 1); // stored, and killed before it could say so
+        stored = previews.size();
+        for (std::size_t i = 0; i < stored; ++i)
+            ASSERT_THAT(previews[i], testing::StartsWith(std::to_string(stored - 1 - i)));
+        ASSERT_EQ(integrity(), "ok");
+    }
+}
+
+} // namespace
+} // namespace vexil

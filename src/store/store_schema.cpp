@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "store/store_schema.h"
+
+#include <array>
+#include <string>
+
+namespace vexil::store_schema {
+
+namespace {
+
+// Dates are seconds since 2001-01-01 UTC, identifiers the 36 characters of a UUID in upper case.
+//
+// The order of copies is that of copied_revision, the revision in which an entry was copied last, so that a clock that
+// is set back cannot bury a new copy. Contents live in a table of their own: an entry's row is rewritten whenever it is
+// copied, used or pinned, and lists are read often, both of which would drag megabytes of image along. A text is kept
+// as TEXT and an image as BLOB. image_file_name is for images that come from a file.
+constexpr const char* kFirstSchema = R"sql(
+CREATE TABLE store (
+    one      INTEGER PRIMARY KEY CHECK (one = 1),
+    revision INTEGER NOT NULL
+) STRICT;
+INSERT INTO store (one, revision) VALUES (1, 0);
+
+CREATE TABLE categories (
+    id         TEXT PRIMARY KEY,
+    name       TEXT NOT NULL,
+    color_tag  TEXT NOT NULL,
+    sort_order INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+
+CREATE TABLE entries (
+    number          INTEGER PRIMARY KEY,
+    id              TEXT NOT NULL UNIQUE,
+    kind            TEXT NOT NULL CHECK (kind IN ('text', 'image')),
+    content_hash    BLOB NOT NULL,
+    size            INTEGER NOT NULL,
+    created_at      REAL NOT NULL,
+    last_copied_at  REAL NOT NULL,
+    copied_revision INTEGER NOT NULL,
+    in_history      INTEGER NOT NULL,
+    pinned_at       REAL,
+    is_favorite     INTEGER NOT NULL,
+    category_id     TEXT REFERENCES categories (id) ON DELETE SET NULL,
+    alias           TEXT,
+    image_file_name TEXT,
+    preview         TEXT NOT NULL,
+    thumbnail       BLOB,
+    CHECK (in_history OR is_favorite),
+    CHECK (in_history OR pinned_at IS NULL)
+) STRICT;
+CREATE INDEX entries_by_content ON entries (content_hash);
+CREATE INDEX history_order ON entries (pinned_at DESC, copied_revision DESC) WHERE in_history;
+CREATE INDEX favorites ON entries (category_id, copied_revision DESC) WHERE is_favorite;
+
+CREATE TABLE contents (
+    entry INTEGER PRIMARY KEY REFERENCES entries (number) ON DELETE CASCADE,
+    data  ANY NOT NULL
+) STRICT;
+
+CREATE TABLE usages (
+    entry   INTEGER NOT NULL REFERENCES entries (number) ON DELETE CASCADE,
+    used_at REAL NOT NULL
+) STRICT;
+CREATE INDEX usages_by_entry ON usages (entry, used_at DESC);
+
+PRAGMA application_id = 0x56785374;
+PRAGMA user_version = 1;
+)sql";
+
+// The step at index n leads from schema n to n + 1, and sets user_version itself.
+constexpr std::array kSteps = {kFirstSchema};
+
+StoreError foreign(const std::filesystem::path& file) {
+    return {file.string() + " is a database of another program"};
+}
+
+// Whether the file is new or ours, asked before anything is written.
+Result<std::int64_t, StoreError> versionOf(SqliteConnection& connection, const std::filesystem::path& file) {
+    const auto application = connection.number("PRAGMA application_id");
+    if (!application)
+        return Failure{application.error()};
+    const auto tables = connection.number("SELECT count(*) FROM sqlite_schema");
+    if (!tables)
+        return Failure{tables.error()};
+    const bool isNew = *application == 0 && *tables == 0;
+    if (*application != kApplicationId && !isNew)
+        return Failure{foreign(file)};
+    const auto version = connection.number("PRAGMA user_version");
+    if (!version)
+        return Failure{version.error()};
+    if (*version > currentVersion())
+        return Failure{StoreError{file.string() + " was written by a newer vexil-store (schema " +
+                                  std::to_string(*version) + "; this one reads up to " +
+                                  std::to_string(currentVersion()) + ")"}};
+    if (*version < 0 || (*version == 0) != isNew)
+        return Failure{foreign(file)};
+    return *version;
+}
+
+} // namespace
+
+std::int64_t currentVersion() {
+    return static_cast<std::int64_t>(kSteps.size());
+}
+
+Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file) {
+    const auto found =
+        connection.transaction(SqliteConnection::Access::read, [&] { return versionOf(connection, file); });
+    if (!found)
+        return Failure{found.error()};
+    if (auto set = connection.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON");
+        !set)
+        return set;
+    if (*found == currentVersion())
+        return Done{};
+    return connection.transaction(SqliteConnection::Access::write, [&]() -> Result<Done, StoreError> {
+        const auto version = versionOf(connection, file); // another process may have been faster
+        if (!version)
+            return Failure{version.error()};
+        for (auto step = static_cast<std::size_t>(*version); step < kSteps.size(); ++step) {
+            if (auto done = connection.execute(kSteps[step]); !done)
+                return done;
+        }
+        return Done{};
+    });
+}
+
+} // namespace vexil::store_schema

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+// The tables of the store, and how an older file gets them.
+#pragma once
+
+#include "base/result.h"
+#include "store/sqlite_connection.h"
+#include "store/store_error.h"
+
+#include <cstdint>
+#include <filesystem>
+
+namespace vexil::store_schema {
+
+// "VxSt": marks a file as ours.
+inline constexpr std::int64_t kApplicationId = 0x56785374;
+
+// The schema that this program reads and writes.
+[[nodiscard]] std::int64_t currentVersion();
+
+// Brings the database in `file` up to currentVersion(), each step in one transaction, and sets up the connection for
+// durable commits. Refuses, and leaves as it is, a file that another program wrote or that has a newer schema.
+Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file);
+
+} // namespace vexil::store_schema
