@@ -75,7 +75,7 @@ std::string ClipboardLinkConnection::sendRequest(ClipboardLinkMethod method, Cli
     Pipeline::Outgoing message{.header = makeHeader(id, ClipboardLinkEnvelopeKind::request, nameOf(method)),
                                .payload = std::move(payload),
                                .attachment = std::move(attachment)};
-    if (completion && isClosed_) {
+    if (isClosed_) {
         failLater(std::move(completion));
         return id;
     }
@@ -92,6 +92,8 @@ std::string ClipboardLinkConnection::sendRequest(ClipboardLinkMethod method, Cli
 }
 
 void ClipboardLinkConnection::failLater(Completion completion) {
+    if (!completion)
+        return;
     mainQueue_.post([completion = std::move(completion)]() mutable {
         completion(Failure{ClipboardLinkError(link_error::kClosed)});
     });
@@ -99,6 +101,8 @@ void ClipboardLinkConnection::failLater(Completion completion) {
 
 void ClipboardLinkConnection::sendEvent(ClipboardLinkMethod method, ClipboardLinkPayload payload,
                                         std::optional<Bytes> attachment) {
+    if (isClosed_)
+        return;
     const auto id = Uuid::random().toString();
     pipeline_->send({.header = makeHeader(id, ClipboardLinkEnvelopeKind::event, nameOf(method)),
                      .payload = std::move(payload),
@@ -107,6 +111,8 @@ void ClipboardLinkConnection::sendEvent(ClipboardLinkMethod method, ClipboardLin
 
 void ClipboardLinkConnection::respond(const Request& request, Reply reply, std::optional<Bytes> attachment,
                                       Task onWritten) {
+    if (isClosed_)
+        return;
     Pipeline::Outgoing message{.header =
                                    makeHeader(request.header.id, ClipboardLinkEnvelopeKind::response, request.header.m),
                                .attachment = std::move(attachment),

@@ -9,6 +9,10 @@
 
 namespace vexil {
 
+namespace {
+constexpr std::size_t kMaxShortPayload = 4096;
+} // namespace
+
 ClipboardLinkConnection::Pipeline::Pipeline(MainQueue& mainQueue, LoopbackTcp& network,
                                             std::unique_ptr<TcpStream> stream, Events events)
     : mainQueue_(mainQueue), network_(network), stream_(std::move(stream)), events_(std::move(events)) {}
@@ -111,10 +115,25 @@ void ClipboardLinkConnection::Pipeline::handled(std::size_t size) {
 }
 
 void ClipboardLinkConnection::Pipeline::send(Outgoing message) {
+    if (sendNow(message))
+        return;
+    ++messagesOnTheWay_;
     network_.queue().post([self = shared_from_this(), message = std::move(message)]() mutable {
         if (!self->hasEnded_)
             self->write(std::move(message));
+        --self->messagesOnTheWay_;
     });
+}
+
+bool ClipboardLinkConnection::Pipeline::sendNow(Outgoing& message) {
+    if (message.attachment || messagesOnTheWay_ > 0 || sizeHintOf(message.payload) > kMaxShortPayload)
+        return false;
+    const auto buffers = encode(message);
+    if (buffers.empty() || !stream_->sendNow(buffers.front()))
+        return false;
+    if (message.onWritten)
+        mainQueue_.post(std::move(message.onWritten));
+    return true;
 }
 
 void ClipboardLinkConnection::Pipeline::write(Outgoing message) {

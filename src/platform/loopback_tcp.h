@@ -13,7 +13,7 @@
 
 namespace vexil {
 
-// One stream, from LoopbackTcp::connect or a listener. All methods but the destructor are called on
+// One stream, from LoopbackTcp::connect or a listener. All methods but sendNow() and the destructor are called on
 // LoopbackTcp::queue(), and all callbacks come there, from the top of a task. Destroying the stream, on any thread,
 // closes the socket and drops its callbacks; one that is just running on the queue finishes.
 class TcpStream {
@@ -38,6 +38,12 @@ public:
     // Queues the buffers behind what is queued already and writes them as one, in order. `onWritten` is told true when
     // the system has taken all of them, false when the stream failed first.
     virtual void send(std::vector<Bytes> buffers, UniqueFunction<void(bool)> onWritten) = 0;
+
+    // Spares a short message the way through the queue. Where the stream is ready and everything sent before is with
+    // the system, hands `bytes` to it without waiting and returns true; else does nothing and returns false. What the
+    // system does not take at once still goes out before anything sent later. On the main queue or the network's; no
+    // send may be on its way to the queue.
+    [[nodiscard]] virtual bool sendNow(ByteView bytes) = 0;
 
     // Ends the stream both ways; what is queued is dropped. Callbacks still outstanding may come, with failure.
     virtual void cancel() = 0;

@@ -62,6 +62,8 @@ public:
     void drop() {
         on([](const auto& shared) { shared->stream.reset(); });
     }
+    // From the main queue, while the stream lives.
+    [[nodiscard]] bool sendNow(std::string_view text) { return shared_->stream->sendNow(bytesOf(text)); }
     // Hands the stream out to the main queue; nothing of what was asked may still be on its way.
     [[nodiscard]] std::unique_ptr<TcpStream> release() { return std::move(shared_->stream); }
 
@@ -259,6 +261,57 @@ TEST_P(LoopbackTcpContract, WritesManySendsInOrderAndReportsEach) {
     EXPECT_EQ(acceptor->text(), expected);
     EXPECT_TRUE(until([&] { return connector->seen().writes.size() == 300; }));
     EXPECT_EQ(connector->seen().writes, std::vector<bool>(300, true));
+}
+
+TEST_P(LoopbackTcpContract, SendingNowNeedsAStreamThatIsReadyAndLives) {
+    listen();
+    End& connector = hold(network().connect(port));
+    EXPECT_FALSE(connector.sendNow("too early"));
+    connector.start();
+    EXPECT_TRUE(until([&] { return accepted.size() == 1 && connector.isReady(); }));
+    End& acceptor = *accepted[0];
+    acceptor.start();
+    acceptor.readAll();
+    EXPECT_TRUE(connector.sendNow("now"));
+    EXPECT_TRUE(until([&] { return acceptor.text() == "now"; }));
+    connector.cancel();
+    settle();
+    EXPECT_FALSE(connector.sendNow("too late"));
+}
+
+TEST_P(LoopbackTcpContract, WhatIsSentNowAndLaterArrivesInOrder) {
+    const auto [connector, acceptor] = connect();
+    acceptor->readAll();
+    std::string expected;
+    for (int i = 0; i < 100; ++i) {
+        expected += "now" + std::to_string(i) + "later" + std::to_string(i);
+        EXPECT_TRUE(connector->sendNow("now" + std::to_string(i)));
+        connector->send("later" + std::to_string(i));
+        EXPECT_TRUE(until([c = connector, i] { return c->seen().writes.size() == static_cast<std::size_t>(i) + 1; }));
+    }
+    EXPECT_TRUE(until([&] { return acceptor->received() >= expected.size(); }));
+    EXPECT_EQ(acceptor->text(), expected);
+}
+
+TEST_P(LoopbackTcpContract, SendingNowNeverOvertakesNorWaitsForAPeerThatDoesNotRead) {
+    const auto [connector, acceptor] = connect();
+    const std::string piece(3000, 'p');
+    std::size_t taken = 0;
+    while (connector->sendNow(piece))
+        ++taken;
+    EXPECT_GT(taken, 0U);
+    std::vector<Bytes> rest;
+    rest.emplace_back(Bytes(12U << 20U, 'r'));
+    connector->send(std::move(rest));
+    settle();
+    EXPECT_FALSE(connector->sendNow(piece));
+    acceptor->readAll();
+    const std::size_t size = taken * piece.size() + (12U << 20U);
+    EXPECT_TRUE(until([&] { return acceptor->received() >= size; }));
+    const std::string text = acceptor->text();
+    EXPECT_EQ(text.size(), size);
+    EXPECT_EQ(text.find('r'), taken * piece.size());
+    EXPECT_EQ(text.find('p', taken * piece.size()), std::string::npos);
 }
 
 TEST_P(LoopbackTcpContract, ASendOfNothingIsWritten) {

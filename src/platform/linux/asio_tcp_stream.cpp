@@ -6,6 +6,7 @@
 #include <asio/error.hpp>
 #include <asio/post.hpp>
 #include <fcntl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cassert>
@@ -73,6 +74,7 @@ AsioTcpConnection::~AsioTcpConnection() {
 }
 
 void AsioTcpConnection::abandon() {
+    openShortCut(-1);
     connectTimeout_.reset();
     socket_.reset();
     link_ = nullptr;
@@ -102,6 +104,7 @@ void AsioTcpConnection::close() {
     connectTimeout_.reset();
     if (!socket_)
         return;
+    openShortCut(-1);
     std::error_code ignored; // a socket that was never connected, or is broken, has nothing left to shut down
     socket_->shutdown(AsioSocket::shutdown_both, ignored);
     socket_->close(ignored);
@@ -164,6 +167,7 @@ void AsioTcpConnection::establish(std::error_code error) {
         return;
     }
     isReady_ = true;
+    openShortCut(socket_->native_handle());
     if (!sends_.empty())
         scheduleFlush();
     if (onReceived_)
@@ -223,6 +227,7 @@ void AsioTcpConnection::finishReceive(std::error_code error, std::size_t size) {
 void AsioTcpConnection::send(std::vector<Bytes> buffers, UniqueFunction<void(bool)> onWritten) {
     if (link_ == nullptr)
         return;
+    setBusy(true);
     sends_.push_back({std::move(buffers), std::move(onWritten)});
     if (isReady_ || hasFailed_)
         scheduleFlush();
@@ -297,9 +302,42 @@ void AsioTcpConnection::reportWritten() {
         Send send = std::move(sends_.front());
         sends_.pop_front();
         --taken_;
+        if (sends_.empty())
+            setBusy(false);
         if (send.onWritten)
             send.onWritten(true);
     }
+}
+
+// --- Writing from the main queue
+
+void AsioTcpConnection::openShortCut(int fd) {
+    const std::lock_guard lock(shortCut_.mutex);
+    shortCut_.fd = fd;
+}
+
+void AsioTcpConnection::setBusy(bool isBusy) {
+    const std::lock_guard lock(shortCut_.mutex);
+    shortCut_.isBusy = isBusy;
+}
+
+bool AsioTcpConnection::sendNow(ByteView bytes) {
+    const std::lock_guard lock(shortCut_.mutex);
+    if (shortCut_.fd < 0 || shortCut_.isBusy)
+        return false;
+    const auto sent = ::send(shortCut_.fd, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent < 0)
+        return false; // a send through the queue meets the same, and deals with it
+    const auto rest = bytes.subspan(static_cast<std::size_t>(sent));
+    if (!rest.empty()) {
+        shortCut_.isBusy = true;
+        std::vector<Bytes> buffers;
+        buffers.push_back(copyOf(rest));
+        asio::post(link_->context, [self = shared_from_this(), buffers = std::move(buffers)]() mutable {
+            self->send(std::move(buffers), nullptr);
+        });
+    }
+    return true;
 }
 
 void AsioTcpConnection::failSends() {

@@ -46,8 +46,8 @@ struct AsioLink {
     void remove(AsioLinkMember& member);
 };
 
-// One connection. Its own thread is the link thread; only drop() comes from elsewhere. It lives as long as an operation
-// of the system refers to it.
+// One connection. Its own thread is the link thread; only drop() and sendNow() come from elsewhere. It lives as long as
+// an operation of the system refers to it.
 class AsioTcpConnection final : public AsioLinkMember, public std::enable_shared_from_this<AsioTcpConnection> {
 public:
     AsioTcpConnection(AsioLink& link, AsioSocket socket);                   // accepted
@@ -59,6 +59,7 @@ public:
     void start(UniqueFunction<void(TcpStream::State)> onState);
     void receive(UniqueFunction<void(TcpStream::Received)> onReceived);
     void send(std::vector<Bytes> buffers, UniqueFunction<void(bool)> onWritten);
+    [[nodiscard]] bool sendNow(ByteView bytes);
     void cancel();
     // From any thread: no callback begins after this.
     void drop();
@@ -80,6 +81,8 @@ private:
     // Writes until the system takes no more; the error, if any, is not "would block".
     [[nodiscard]] std::error_code writeSome();
     void consume(std::size_t written);
+    void openShortCut(int fd);
+    void setBusy(bool isBusy);
     void reportWritten();
     void failSends();
     void close();
@@ -99,6 +102,13 @@ private:
     std::size_t taken_ = 0;
     std::size_t buffer_ = 0;
     std::size_t offset_ = 0;
+    // What sendNow() may touch.
+    struct ShortCut {
+        std::mutex mutex;    // guards the rest, and is held while the descriptor is used or closed
+        int fd = -1;         // of the socket while it is ready
+        bool isBusy = false; // something waits in sends_, or is about to
+    };
+    ShortCut shortCut_;
     bool isReady_ = false;
     bool hasFailed_ = false;  // nothing can be written any more
     bool isFlushing_ = false; // a flush is posted, or waits for the socket
@@ -117,6 +127,7 @@ public:
     void send(std::vector<Bytes> buffers, UniqueFunction<void(bool)> onWritten) override {
         connection_->send(std::move(buffers), std::move(onWritten));
     }
+    [[nodiscard]] bool sendNow(ByteView bytes) override { return connection_->sendNow(bytes); }
     void cancel() override { connection_->cancel(); }
 
 private:

@@ -100,6 +100,7 @@ public:
     void start(UniqueFunction<void(TcpStream::State)> onState);
     void receive(UniqueFunction<void(TcpStream::Received)> onReceived);
     void send(std::vector<Bytes> buffers, UniqueFunction<void(bool)> onWritten);
+    [[nodiscard]] bool sendNow(ByteView bytes);
     // The owner's own end: what was taken still reaches the peer.
     void cancel();
     void drop();
@@ -155,6 +156,7 @@ public:
     void send(std::vector<Bytes> buffers, UniqueFunction<void(bool)> onWritten) override {
         endpoint_->send(std::move(buffers), std::move(onWritten));
     }
+    [[nodiscard]] bool sendNow(ByteView bytes) override { return endpoint_->sendNow(bytes); }
     void cancel() override { endpoint_->cancel(); }
 
 private:
@@ -193,6 +195,17 @@ void MemoryLoopbackTcp::Endpoint::send(std::vector<Bytes> buffers, UniqueFunctio
     assert(isStarted_);
     sends_.push_back({std::move(buffers), 0, 0, std::move(onWritten)});
     schedule();
+}
+
+bool MemoryLoopbackTcp::Endpoint::sendNow(ByteView bytes) {
+    if (phase_ != Phase::joined || !isStarted_ || !states_.empty() || !sends_.empty() || out_->room() < bytes.size())
+        return false;
+    std::vector<Bytes> buffers;
+    buffers.push_back(copyOf(bytes));
+    sends_.push_back({std::move(buffers), 0, 0, nullptr});
+    carry();
+    schedule();
+    return true;
 }
 
 void MemoryLoopbackTcp::Endpoint::cancel() {
