@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/glib_main_queue.h"
 
+#include <glib-unix.h>
 #include <glib.h>
 
 #include <algorithm>
 #include <cassert>
+#include <csignal>
 #include <limits>
 
 namespace vexil {
@@ -29,6 +31,11 @@ struct GlibMainQueue::Source {
 namespace {
 // Of a batch that was larger than this, the memory is given back.
 constexpr std::size_t kKeptCapacity = 256;
+
+gboolean quitOnSignal(gpointer queue) {
+    static_cast<GlibMainQueue*>(queue)->quit();
+    return G_SOURCE_CONTINUE;
+}
 } // namespace
 
 GlibMainQueue::GlibMainQueue(GMainContext* context)
@@ -85,6 +92,14 @@ Timer GlibMainQueue::after(Duration delay, Task task) {
 void GlibMainQueue::run() {
     assert(!isInTurn_);
     g_main_loop_run(loop_);
+}
+
+void GlibMainQueue::runUntilTerminated() {
+    const guint interrupted = g_unix_signal_add(SIGINT, quitOnSignal, this);
+    const guint terminated = g_unix_signal_add(SIGTERM, quitOnSignal, this);
+    run();
+    g_source_remove(terminated);
+    g_source_remove(interrupted);
 }
 
 void GlibMainQueue::quit() {

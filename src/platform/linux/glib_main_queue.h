@@ -34,6 +34,8 @@ public:
 
     // Runs the context until quit(). Not from within a task: the queue would stand still.
     void run();
+    // The same, and SIGINT and SIGTERM quit. For the default context.
+    void runUntilTerminated();
     // From any thread; ends run() once the tasks posted before have run, a run() yet to come included.
     void quit();
 

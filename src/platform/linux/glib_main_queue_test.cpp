@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <csignal>
 #include <memory>
 #include <thread>
 
@@ -49,6 +50,22 @@ TEST_F(GlibMainQueueTest, QuitsFromAnotherThread) {
     std::thread quitter([&] { queue.quit(); });
     queue.run();
     quitter.join();
+}
+
+TEST_F(GlibMainQueueTest, ATerminatingSignalQuitsOnlyWhileAskedTo) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        GlibMainQueue standard;
+        bool hasRun = false;
+        standard.post([&] {
+            hasRun = true;
+            ::raise(signal);
+        });
+        standard.runUntilTerminated();
+        EXPECT_TRUE(hasRun);
+    }
+    struct sigaction action {};
+    ASSERT_EQ(::sigaction(SIGTERM, nullptr, &action), 0);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
 }
 
 TEST_F(GlibMainQueueTest, SleepsOnceUntilTheTimer) {
