@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "base/lifetime.h"
+#include "base/unique_function.h"
+#include "platform/distributed_notifications.h"
+#include "platform/loopback_tcp.h"
+#include "platform/main_queue.h"
+#include "platform/wall_clock.h"
+#include "store/companion_link.h"
+#include "store/store_database.h"
+#include "store/store_service.h"
+
+#include <string>
+
+namespace vexil {
+
+// Serves one database to one companion after the other. Main queue only.
+class StoreServer {
+public:
+    // Everything that is given outlives the server.
+    StoreServer(MainQueue& mainQueue, const WallClock& clock, LoopbackTcp& network,
+                DistributedNotifications& notifications, StoreDatabase& database, std::string build);
+
+    // Sentences for the person: what goes on, and what went wrong. Set before start().
+    UniqueFunction<void(const std::string&)> onNotice;
+    UniqueFunction<void(const std::string&)> onFailure;
+
+    void start();
+
+private:
+    void notice(const std::string& sentence);
+
+    StoreService service_;
+    CompanionLink link_;
+    Lifetime lifetime_;
+};
+
+} // namespace vexil

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+// The store and the companion's real side of the link, together on a memory network.
+#include "link/clipboard_link_server.h"
+#include "link/heartbeat_broadcaster.h"
+#include "platform/memory/memory_loopback_tcp.h"
+#include "platform/memory/memory_main_queue.h"
+#include "platform/memory/memory_notifications.h"
+#include "platform/memory/memory_secure_random.h"
+#include "platform/memory/memory_wall_clock.h"
+#include "store/scratch_folder.h"
+#include "store/store_server.h"
+#include "store/test_jpeg.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace vexil {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::StartsWith;
+
+class StoreServerTest : public testing::Test {
+protected:
+    StoreServerTest() {
+        store.onNotice = [this](const std::string& sentence) { notices.push_back(sentence); };
+        store.onFailure = [this](const std::string& sentence) { failures.push_back(sentence); };
+        store.start();
+        companion.start();
+        queue.runUntilIdle();
+        heartbeat.start(companion, [] { return false; });
+        queue.runUntilIdle();
+    }
+
+    void copyText(const std::string& text) {
+        companion.publishPasteboardChange(ClipboardKind::text, text, std::nullopt);
+        queue.runUntilIdle();
+    }
+    const ClipboardStoreSnapshot& refreshed() {
+        companion.refreshSnapshot(false);
+        queue.runUntilIdle();
+        return *companion.snapshot();
+    }
+
+    ScratchFolder scratch;
+    MemoryMainQueue queue;
+    MemoryWallClock clock;
+    MemoryLoopbackTcp network{queue};
+    MemoryNotificationBus bus{queue};
+    MemoryNotifications notifications{bus};
+    MemorySecureRandom random;
+    StoreDatabase database =
+        StoreDatabase::open(scratch.path() / "store.db", StoreDatabase::Mode::createIfMissing).value();
+    StoreServer store{queue, clock, network, notifications, database, "1.2.3"};
+    ClipboardLinkServer companion{queue, network, random};
+    HeartbeatBroadcaster heartbeat{queue, notifications};
+    std::vector<std::string> notices;
+    std::vector<std::string> failures;
+};
+
+TEST_F(StoreServerTest, ACopyOnTheOtherSideIsAnEntryHere) {
+    EXPECT_THAT(notices, ElementsAre(StartsWith("connected to the companion on port ")));
+    EXPECT_FALSE(companion.isSnapshotStale());
+    copyText("hello");
+    EXPECT_TRUE(companion.isSnapshotStale()); // it was told of the change
+    ASSERT_EQ(refreshed().history.size(), 1U);
+    EXPECT_EQ(companion.snapshot()->history[0].preview, "hello");
+    EXPECT_EQ(companion.snapshot()->revision, 1);
+}
+
+TEST_F(StoreServerTest, AnImageComesBackAsItWent) {
+    const Bytes jpeg = makeJpeg({800, 600}, false, true);
+    companion.publishPasteboardChange(ClipboardKind::image, std::nullopt, jpeg);
+    queue.runUntilIdle();
+    ASSERT_EQ(refreshed().history.size(), 1U);
+    std::optional<ClipboardLinkServer::EntryContent> fetched;
+    companion.fetchPayload({companion.snapshot()->history[0].id, ClipboardScope::history}, [&](auto result) {
+        ASSERT_TRUE(result);
+        fetched = std::move(result).value();
+    });
+    queue.runUntilIdle();
+    ASSERT_TRUE(fetched);
+    EXPECT_TRUE(fetched->payload.hasAttachment);
+    EXPECT_EQ(fetched->attachment, jpeg);
+}
+
+TEST_F(StoreServerTest, AnImageTooLargeForTheLinkIsNoEntry) {
+    companion.publishPasteboardChange(ClipboardKind::image, std::nullopt,
+                                      Bytes(ClipboardLinkServer::kMaxAttachmentBytes + 1, 0));
+    queue.runUntilIdle();
+    EXPECT_TRUE(refreshed().history.empty());
+    EXPECT_THAT(notices, Contains("left out: a copied image without content"));
+}
+
+TEST_F(StoreServerTest, AnEntryThatIsGoneIsNotFound) {
+    std::optional<ClipboardLinkError> error;
+    companion.fetchPayload({Uuid::random(), ClipboardScope::history}, [&](auto result) { error = result.error(); });
+    queue.runUntilIdle();
+    EXPECT_EQ(error, (ClipboardLinkError{"not_found", "No such entry"}));
+}
+
+TEST_F(StoreServerTest, ActionsOfThePanelChangeTheStore) {
+    copyText("one");
+    copyText("two");
+    const Uuid one = refreshed().history.at(1).id;
+    companion.pinEntry(one, true);
+    queue.runUntilIdle();
+    EXPECT_EQ(refreshed().history.at(0).id, one);
+    EXPECT_TRUE(companion.snapshot()->history.at(0).isPinned);
+    companion.deleteEntry({one, ClipboardScope::history});
+    queue.runUntilIdle();
+    EXPECT_EQ(refreshed().history.size(), 1U);
+}
+
+TEST_F(StoreServerTest, RecordingResumesAfterALoss) {
+    network.cut(0);
+    queue.runUntilIdle();
+    EXPECT_THAT(notices, Contains("disconnected from the companion"));
+    copyText("while nobody listened");
+    queue.advance(HeartbeatBroadcaster::kInterval);
+    copyText("again");
+    ASSERT_EQ(refreshed().history.size(), 1U);
+    EXPECT_EQ(companion.snapshot()->history[0].preview, "again");
+}
+
+TEST_F(StoreServerTest, ARefusedHelloIsSaid) {
+    network.cut(0);
+    queue.runUntilIdle();
+    notifications.post(HeartbeatBroadcaster::kNotificationName,
+                       {{"port", std::to_string(companion.port().value())}, {"nonce", "stale"}});
+    queue.runUntilIdle();
+    EXPECT_THAT(notices, Contains("not accepted by the companion: bad_nonce, Nonce rejected"));
+}
+
+} // namespace
+} // namespace vexil
