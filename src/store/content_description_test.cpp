@@ -2,7 +2,7 @@
 #include "base/text.h"
 #include "store/byte_count.h"
 #include "store/content_description.h"
-#include "store/test_jpeg.h"
+#include "store/jpeg_fixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/scratch_folder.h"
+#include "store/jpeg_fixture.h"
+#include "store/scratch_folder_fixture.h"
 #include "store/store_commands.h"
 #include "store/store_database.h"
-#include "store/test_jpeg.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

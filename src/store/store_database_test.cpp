@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/byte_count.h"
-#include "store/scratch_folder.h"
+#include "store/jpeg_fixture.h"
+#include "store/scratch_folder_fixture.h"
 #include "store/store_database.h"
-#include "store/test_jpeg.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

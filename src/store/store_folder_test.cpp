@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/scratch_folder.h"
+#include "store/scratch_folder_fixture.h"
 #include "store/store_folder.h"
 
 #include <gtest/gtest.h>

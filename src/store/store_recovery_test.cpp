@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What becomes of the database when its file, its disk or its process fails.
-#include "store/scratch_folder.h"
+#include "store/scratch_folder_fixture.h"
 #include "store/store_database.h"
 #include "store/store_schema.h"
 

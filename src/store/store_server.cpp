@@ -24,10 +24,10 @@ void StoreServer::start() {
     });
     link_.onEvent = lifetime_.guard([this](const CompanionLink::Message& event) { service_.handleEvent(event); });
     link_.onConnect = lifetime_.guard(
-        [this](std::uint16_t port) { notice("connected to the companion on port " + std::to_string(port)); });
-    link_.onDisconnect = lifetime_.guard([this] { notice("disconnected from the companion"); });
+        [this](std::uint16_t port) { notice("linked to the companion on port " + std::to_string(port)); });
+    link_.onDisconnect = lifetime_.guard([this] { notice("the link to the companion is gone"); });
     link_.onRefuse = lifetime_.guard([this](const ClipboardLinkError& error) {
-        notice("not accepted by the companion: " + error.code + ", " + error.message);
+        notice("the companion refused the hello: " + error.code + ", " + error.message);
     });
     link_.start();
 }

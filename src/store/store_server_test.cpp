@@ -7,9 +7,9 @@
 #include "platform/memory/memory_notifications.h"
 #include "platform/memory/memory_secure_random.h"
 #include "platform/memory/memory_wall_clock.h"
-#include "store/scratch_folder.h"
+#include "store/jpeg_fixture.h"
+#include "store/scratch_folder_fixture.h"
 #include "store/store_server.h"
-#include "store/test_jpeg.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,7 +60,7 @@ protected:
 };
 
 TEST_F(StoreServerTest, ACopyOnTheOtherSideIsAnEntryHere) {
-    EXPECT_THAT(notices, ElementsAre(StartsWith("connected to the companion on port ")));
+    EXPECT_THAT(notices, ElementsAre(StartsWith("linked to the companion on port ")));
     EXPECT_FALSE(companion.isSnapshotStale());
     copyText("hello");
     EXPECT_TRUE(companion.isSnapshotStale()); // it was told of the change
@@ -116,7 +116,7 @@ TEST_F(StoreServerTest, ActionsOfThePanelChangeTheStore) {
 TEST_F(StoreServerTest, RecordingResumesAfterALoss) {
     network.cut(0);
     queue.runUntilIdle();
-    EXPECT_THAT(notices, Contains("disconnected from the companion"));
+    EXPECT_THAT(notices, Contains("the link to the companion is gone"));
     copyText("while nobody listened");
     queue.advance(HeartbeatBroadcaster::kInterval);
     copyText("again");
@@ -130,7 +130,7 @@ TEST_F(StoreServerTest, ARefusedHelloIsSaid) {
     notifications.post(HeartbeatBroadcaster::kNotificationName,
                        {{"port", std::to_string(companion.port().value())}, {"nonce", "stale"}});
     queue.runUntilIdle();
-    EXPECT_THAT(notices, Contains("not accepted by the companion: bad_nonce, Nonce rejected"));
+    EXPECT_THAT(notices, Contains("the companion refused the hello: bad_nonce, Nonce rejected"));
 }
 
 } // namespace

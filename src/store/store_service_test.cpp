@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/memory/memory_main_queue.h"
 #include "platform/memory/memory_wall_clock.h"
-#include "store/scratch_folder.h"
+#include "store/jpeg_fixture.h"
+#include "store/scratch_folder_fixture.h"
 #include "store/store_service.h"
-#include "store/test_jpeg.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
