@@ -87,6 +87,8 @@ bool isValidUtf8(std::string_view bytes) {
 }
 
 std::string repairedUtf8(std::string_view bytes) {
+    if (isValidUtf8(bytes))
+        return std::string(bytes);
     std::string repaired;
     const auto text = icu::UnicodeString::fromUTF8(icu::StringPiece(bytes.data(), static_cast<int32_t>(bytes.size())));
     text.toUTF8String(repaired);
@@ -106,6 +108,22 @@ std::string fromLatin1(std::string_view latin1) {
         }
     }
     return utf8;
+}
+
+std::optional<std::string> toLatin1(std::string_view utf8) {
+    if (!isValidUtf8(utf8))
+        return std::nullopt;
+    std::string latin1;
+    latin1.reserve(utf8.size());
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        const auto lead = static_cast<unsigned char>(utf8[i]);
+        if (lead >= 0xC4)
+            return std::nullopt;
+        const bool isPair = lead >= 0x80;
+        latin1.push_back(isPair ? static_cast<char>((lead & 0x03) << 6 | (utf8[i + 1] & 0x3F)) : utf8[i]);
+        i += isPair ? 1 : 0;
+    }
+    return latin1;
 }
 
 } // namespace vexil::text

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,5 +24,8 @@ namespace vexil::text {
 
 // `latin1` (ISO 8859-1) as UTF-8.
 [[nodiscard]] std::string fromLatin1(std::string_view latin1);
+
+// `utf8` as ISO 8859-1; none where a character does not fit, or the text is ill-formed.
+[[nodiscard]] std::optional<std::string> toLatin1(std::string_view utf8);
 
 } // namespace vexil::text

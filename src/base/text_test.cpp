@@ -74,5 +74,16 @@ TEST(TextTest, ReadsLatin1) {
               "gr\u00fc\u00dfe");
 }
 
+TEST(TextTest, Latin1TakesWhatFitsAndRefusesTheRest) {
+    EXPECT_EQ(text::toLatin1("Gr\xC3\xBC\xC3\x9F"
+                             "e \xC2\x80\xC3\xBF"),
+              std::optional<std::string>("Gr\xFC\xDF"
+                                         "e \x80\xFF"));
+    EXPECT_EQ(text::toLatin1(""), std::optional<std::string>(""));
+    EXPECT_EQ(text::toLatin1("\xC4\x80"), std::nullopt) << "U+0100";
+    EXPECT_EQ(text::toLatin1("\xE2\x82\xAC"), std::nullopt) << "the euro sign";
+    EXPECT_EQ(text::toLatin1("a\xC3"), std::nullopt) << "cut in the middle";
+}
+
 } // namespace
 } // namespace vexil
