@@ -134,7 +134,9 @@ TEST_P(PasteboardContract, WhatIsWrittenCanBeReadBackByOursAndByTheirs) {
 TEST_P(PasteboardContract, EmptyContentsClearThePasteboard) {
     copyElsewhere(text("old"));
     const std::int64_t before = ours().changeCount();
+    const std::int64_t seenByThem = theirs().changeCount();
     EXPECT_GT(written(ours(), {}), before);
+    ASSERT_TRUE(session->runUntil([&] { return theirs().changeCount() != seenByThem; }));
     EXPECT_THAT(session->types(theirs()), Optional(IsEmpty()));
     EXPECT_EQ(session->string(theirs()), std::nullopt);
     EXPECT_EQ(session->string(ours()), std::nullopt);

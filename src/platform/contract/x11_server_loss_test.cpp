@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+// A display that is not there yet, goes, and comes back.
+#include "platform/contract/child_process.h"
+#include "platform/contract/waiting_main_queue.h"
+#include "platform/contract/x11_peer.h"
+#include "platform/linux/x11_pasteboard.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace vexil {
+
+namespace {
+
+using testing::ElementsAre;
+using namespace std::chrono_literals;
+
+// An Xvfb on a display that is free, or on a given one.
+class Server {
+public:
+    explicit Server(const std::string& display = "") : Server(makePipe(), display) {}
+
+    [[nodiscard]] const std::string& display() const { return display_; }
+    void signal(int number) const { process_.signal(number); }
+    void end() {
+        process_.signal(SIGTERM);
+        process_.wait();
+    }
+
+private:
+    struct Pipe {
+        int reading, writing;
+    };
+    static Pipe makePipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe(ends), 0);
+        return {ends[0], ends[1]};
+    }
+    static std::vector<std::string> command(const std::string& display) {
+        std::vector<std::string> words = {"Xvfb", "-displayfd", "3", "-nolisten", "tcp", "-noreset"};
+        if (!display.empty())
+            words.insert(words.begin() + 1, display);
+        return words;
+    }
+    Server(Pipe ends, const std::string& display) : process_(command(display), "", "", ends.writing) {
+        close(ends.writing);
+        char byte = 0;
+        std::string number;
+        while (read(ends.reading, &byte, 1) == 1 && byte != '\n')
+            number += byte;
+        close(ends.reading);
+        EXPECT_NE(number, "");
+        display_ = ":" + number;
+    }
+
+    ChildProcess process_;
+    std::string display_;
+};
+
+class X11ServerLoss : public testing::Test {
+protected:
+    void connectTo(const std::string& display) {
+        pasteboard = std::make_unique<X11Pasteboard>(queue, display,
+                                                     [this](bool isConnected) { connections.push_back(isConnected); });
+    }
+    // Waits for a number of reports on the connection.
+    void expectReports(std::size_t count) {
+        ASSERT_TRUE(queue.runUntil([this, count] { return connections.size() >= count; }));
+    }
+    std::optional<std::string> read() {
+        std::optional<std::optional<std::string>> answer;
+        pasteboard->string([&answer](auto text) { answer = std::move(text); });
+        EXPECT_TRUE(queue.runUntil([&answer] { return answer.has_value(); }));
+        return answer.value_or(std::nullopt);
+    }
+    std::optional<std::int64_t> write(std::string text) {
+        std::optional<std::optional<std::int64_t>> answer;
+        pasteboard->write({.text = std::move(text), .data = {}}, [&answer](auto count) { answer = count; });
+        EXPECT_TRUE(queue.runUntil([&answer] { return answer.has_value(); }));
+        return answer.value_or(std::nullopt);
+    }
+
+    WaitingMainQueue queue;
+    std::vector<bool> connections;
+    std::unique_ptr<X11Pasteboard> pasteboard;
+};
+
+} // namespace
+
+TEST_F(X11ServerLoss, WithoutADisplayThereIsNeverAnything) {
+    connectTo("");
+    EXPECT_FALSE(pasteboard->hasDisplay());
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_EQ(write("text"), std::nullopt);
+    EXPECT_EQ(pasteboard->changeCount(), 0);
+    EXPECT_THAT(connections, testing::IsEmpty());
+}
+
+TEST_F(X11ServerLoss, ADisplayThatComesLaterIsFound) {
+    Server first;
+    first.end();
+    connectTo(first.display());
+    EXPECT_TRUE(pasteboard->hasDisplay());
+    expectReports(1);
+    EXPECT_EQ(read(), std::nullopt);
+    EXPECT_EQ(write("too early"), std::nullopt);
+    const Server second(first.display());
+    expectReports(2);
+    EXPECT_THAT(connections, ElementsAre(false, true));
+    EXPECT_TRUE(write("text").has_value());
+    EXPECT_EQ(read(), "text");
+}
+
+TEST_F(X11ServerLoss, AServerThatEndsTakesTheContentAlongAndTheCountGoesOn) {
+    Server first;
+    connectTo(first.display());
+    expectReports(1);
+    const auto written = write("text");
+    ASSERT_TRUE(written.has_value());
+    first.end();
+    expectReports(2);
+    EXPECT_EQ(read(), std::nullopt);
+    const std::int64_t atTheEnd = pasteboard->changeCount(); // the loss itself may have been told as a change
+    EXPECT_GE(atTheEnd, *written);
+
+    const Server second(first.display());
+    ScriptedOwner owner(honest({{"UTF8_STRING", "copied meanwhile"}}), second.display());
+    expectReports(3);
+    EXPECT_THAT(connections, ElementsAre(true, false, true));
+    EXPECT_EQ(read(), "copied meanwhile");
+    const std::int64_t meanwhile = pasteboard->changeCount();
+    EXPECT_GT(meanwhile, atTheEnd);
+    const auto next = write("next");
+    ASSERT_TRUE(next.has_value());
+    EXPECT_GT(*next, meanwhile);
+}
+
+TEST_F(X11ServerLoss, CallsUnderWayAreAnsweredWhenTheServerDies) {
+    Server server;
+    connectTo(server.display());
+    expectReports(1);
+    const ScriptedOwner silent([](auto&, const auto&, const auto&) {}, server.display());
+    ASSERT_TRUE(queue.runUntil([this] { return pasteboard->changeCount() > 0; }));
+    bool isAnswered = false;
+    pasteboard->types([&isAnswered](const auto& types) { isAnswered = !types; });
+    server.signal(SIGKILL);
+    EXPECT_TRUE(queue.runUntil([&isAnswered] { return isAnswered; }, 1500ms));
+}
+
+TEST_F(X11ServerLoss, AServerThatHangsHoldsUpNeitherReadsNorTheEnd) {
+    const Server server;
+    connectTo(server.display());
+    expectReports(1);
+    ASSERT_TRUE(write("text").has_value());
+    {
+        ScriptedOwner owner(honest({{"UTF8_STRING", "theirs"}}), server.display());
+        ASSERT_TRUE(queue.runUntil([this] { return pasteboard->changeCount() > 1; }));
+        server.signal(SIGSTOP);
+        EXPECT_EQ(read(), std::nullopt);
+        pasteboard.reset();
+        server.signal(SIGCONT);
+    }
+}
+
+} // namespace vexil
