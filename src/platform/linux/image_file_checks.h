@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+// What gdk-pixbuf's loaders do not check: some make up the pixels of a file that is cut off, and the one for WebP tells
+// the size of an image only when it has allocated it.
+#pragma once
+
+#include "base/bytes.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace vexil::image_file {
+
+// False where the file ends before its (first) image does. Damage within is left to the decoder.
+[[nodiscard]] bool isWholeJpeg(ByteView file);
+[[nodiscard]] bool isWholeBmp(ByteView file);
+[[nodiscard]] bool isWholeGif(ByteView file);
+[[nodiscard]] bool isWholeWebp(ByteView file);
+
+struct Size {
+    std::uint32_t width;
+    std::uint32_t height;
+};
+// None where the file does not begin as a WebP does.
+[[nodiscard]] std::optional<Size> webpSize(ByteView file);
+
+} // namespace vexil::image_file
