@@ -95,7 +95,7 @@ __attribute__((target("ssse3"))) Progress encodeVectors(std::uint8_t* out, const
 }
 
 bool hasVectors() {
-    return __builtin_cpu_supports("ssse3") != 0;
+    return static_cast<bool>(__builtin_cpu_supports("ssse3"));
 }
 
 #else

@@ -187,8 +187,8 @@ template <class T> std::size_t sizeHint(const std::vector<T>& values) {
 
 template <class Record> struct MemberReader {
     std::string_view key;
-    bool isRequired;
-    bool (*read)(Reader&, Record&);
+    bool isRequired = false;
+    bool (*read)(Reader&, Record&) = nullptr;
 };
 
 template <class Record> constexpr auto memberReaders() {

@@ -215,14 +215,14 @@ bool Reader::fail(std::string_view reason) {
 
 Reader::Mark Reader::mark() const {
     Mark mark;
-    mark.next = next_;
-    mark.depth = depth_;
+    mark.next_ = next_;
+    mark.depth_ = depth_;
     return mark;
 }
 
 void Reader::rewind(const Mark& mark) {
-    next_ = mark.next;
-    depth_ = mark.depth;
+    next_ = mark.next_;
+    depth_ = mark.depth_;
     error_.reset();
 }
 

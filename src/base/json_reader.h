@@ -82,8 +82,8 @@ public:
     // A place to come back to: at the start of a value that was skipped, or that could not be read as what was hoped.
     class Mark {
         friend class Reader;
-        const std::uint32_t* next = nullptr;
-        int depth = 0;
+        const std::uint32_t* next_ = nullptr;
+        int depth_ = 0;
     };
     [[nodiscard]] Mark mark() const;
     void rewind(const Mark& mark);

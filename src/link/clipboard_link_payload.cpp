@@ -79,7 +79,7 @@ void writePayload(json::Writer& out, const ClipboardLinkPayload& payload) {
     std::visit(
         [&](const auto& record) {
             if constexpr (std::is_same_v<decltype(record), const std::monostate&>)
-                assert(!"an absent payload is left out");
+                assert(false && "an absent payload is left out");
             else
                 writeValue(out, record);
         },
