@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
+// The store's program: the one place that names the real services.
+#include "platform/linux/asio_loopback_tcp.h"
+#include "platform/linux/dbus_notifications.h"
+#include "platform/linux/glib_main_queue.h"
+#include "platform/linux/system_wall_clock.h"
 #include "store/store_commands.h"
+#include "store/store_database.h"
 #include "store/store_folder.h"
+#include "store/store_server.h"
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string>
@@ -30,8 +38,9 @@ int exitStatus(const Result<Done, StoreError>& result) {
 // written to as if it were the output. Opened for the other direction it fails as a closed one does.
 void occupyStandardDescriptors() {
     for (const int wanted : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (::fcntl(wanted, F_GETFD) == -1) [[maybe_unused]]
-            const int opened = ::open("/dev/null", wanted == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        const bool isOpen = ::fcntl(wanted, F_GETFD) != -1;
+        if (!isOpen && ::open("/dev/null", wanted == STDIN_FILENO ? O_WRONLY : O_RDONLY) != wanted)
+            return; // without /dev/null there is nothing to put there
     }
 }
 
@@ -40,10 +49,41 @@ std::string environment(const char* name) {
     return value != nullptr ? value : "";
 }
 
+int serve(const StoreFolder& folder, bool isVerbose) {
+    // A reader of our output, or a peer, that goes away in mid-write is an error value of the write.
+    std::signal(SIGPIPE, SIG_IGN);
+    if (const auto created = folder.create(); !created)
+        return report(created.error().sentence);
+    const auto lock = StoreLock::take(folder);
+    if (!lock)
+        return report(lock.error().sentence);
+    auto database = StoreDatabase::open(folder.database(), StoreDatabase::Mode::createIfMissing);
+    if (!database)
+        return report(database.error().sentence);
+
+    GlibMainQueue queue;
+    const SystemWallClock clock;
+    AsioLoopbackTcp network(queue);
+    DBusNotifications notifications(queue, sessionBusAddress());
+    StoreServer server(queue, clock, network, notifications, *database, VEXIL_VERSION);
+    server.onFailure = [](const std::string& sentence) { report(sentence); };
+    if (isVerbose) {
+        server.onNotice = [](const std::string& sentence) { std::cout << sentence << std::endl; };
+        server.onNotice("serving " + folder.database().string());
+    }
+    server.start();
+    queue.runUntilTerminated();
+    return EXIT_SUCCESS;
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Keeps the clipboard history of Vexil Shortcut.", "vexil-store");
     app.set_version_flag("--version", "vexil-store " VEXIL_VERSION);
     app.require_subcommand(1);
+
+    bool isVerbose = false;
+    CLI::App* serving = app.add_subcommand("serve", "Record what Vexil Shortcut reports, until interrupted");
+    serving->add_flag("--verbose", isVerbose, "Print a line for each copy, and whenever the link comes or goes");
 
     bool asJson = false;
     CLI::App* list = app.add_subcommand("list", "Print the history, the latest copy first");
@@ -65,6 +105,8 @@ int run(int argc, char** argv) {
     const auto folder = StoreFolder::find(environment("XDG_DATA_HOME"), environment("HOME"));
     if (!folder)
         return report(folder.error().sentence);
+    if (serving->parsed())
+        return serve(*folder, isVerbose);
     if (list->parsed())
         return exitStatus(listHistory(*folder, asJson ? ListFormat::json : ListFormat::table, STDOUT_FILENO));
     return exitStatus(showEntry(*folder, id, STDOUT_FILENO));
