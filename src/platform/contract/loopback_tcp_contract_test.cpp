@@ -13,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -219,14 +220,18 @@ Bytes patternOf(std::size_t size) {
 }
 
 TEST_P(LoopbackTcpContract, BothEndsBecomeReadyOnce) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     EXPECT_THAT(connector->seen().states, ElementsAre(State::ready));
     EXPECT_THAT(acceptor->seen().states, ElementsAre(State::ready));
     EXPECT_EQ(failures, 0);
 }
 
 TEST_P(LoopbackTcpContract, CarriesTwelveMebibytesBothWaysAtOnce) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     const Bytes pattern = patternOf(12U << 20U);
     for (End* end : {connector, acceptor}) {
         end->readAll();
@@ -246,7 +251,9 @@ TEST_P(LoopbackTcpContract, CarriesTwelveMebibytesBothWaysAtOnce) {
 }
 
 TEST_P(LoopbackTcpContract, WritesManySendsInOrderAndReportsEach) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     acceptor->readAll();
     std::string expected;
     for (int i = 0; i < 300; ++i) {
@@ -280,7 +287,9 @@ TEST_P(LoopbackTcpContract, SendingNowNeedsAStreamThatIsReadyAndLives) {
 }
 
 TEST_P(LoopbackTcpContract, WhatIsSentNowAndLaterArrivesInOrder) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     acceptor->readAll();
     std::string expected;
     for (int i = 0; i < 100; ++i) {
@@ -294,7 +303,9 @@ TEST_P(LoopbackTcpContract, WhatIsSentNowAndLaterArrivesInOrder) {
 }
 
 TEST_P(LoopbackTcpContract, SendingNowNeverOvertakesNorWaitsForAPeerThatDoesNotRead) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     const std::string piece(3000, 'p');
     std::size_t taken = 0;
     while (connector->sendNow(piece))
@@ -315,7 +326,9 @@ TEST_P(LoopbackTcpContract, SendingNowNeverOvertakesNorWaitsForAPeerThatDoesNotR
 }
 
 TEST_P(LoopbackTcpContract, ASendOfNothingIsWritten) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     connector->send(std::vector<Bytes>());
     connector->send("");
     EXPECT_TRUE(until([&] { return connector->seen().writes.size() == 2; }));
@@ -336,7 +349,9 @@ TEST_P(LoopbackTcpContract, WhatIsAskedBeforeTheStreamIsReadyHappensThen) {
 }
 
 TEST_P(LoopbackTcpContract, CallsBackFromTheTopOfATask) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     acceptor->send("waiting");
     EXPECT_TRUE(until([&] { return acceptor->seen().writes.size() == 1; }));
     std::atomic<int> calls = 0;
@@ -358,7 +373,9 @@ TEST_P(LoopbackTcpContract, CallsBackFromTheTopOfATask) {
 
 TEST_P(LoopbackTcpContract, APeerThatEndsIsHeardAfterAllThatItSent) {
     for (const bool byDropping : {false, true}) {
-        const auto [connector, acceptor] = connect();
+        End* connector = nullptr;
+        End* acceptor = nullptr;
+        std::tie(connector, acceptor) = connect();
         connector->send("last words");
         EXPECT_TRUE(until([c = connector] { return c->seen().writes.size() == 1; }));
         byDropping ? connector->drop() : connector->cancel();
@@ -369,7 +386,9 @@ TEST_P(LoopbackTcpContract, APeerThatEndsIsHeardAfterAllThatItSent) {
 }
 
 TEST_P(LoopbackTcpContract, CancelEndsWhatIsOutstandingWithFailure) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     connector->readAll();
     settle();
     connector->cancel();
@@ -380,7 +399,9 @@ TEST_P(LoopbackTcpContract, CancelEndsWhatIsOutstandingWithFailure) {
 }
 
 TEST_P(LoopbackTcpContract, AReceiveAfterCancelCompletesEmpty) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     acceptor->send("never read");
     EXPECT_TRUE(until([&] { return acceptor->seen().writes.size() == 1; }));
     connector->cancel();
@@ -390,7 +411,9 @@ TEST_P(LoopbackTcpContract, AReceiveAfterCancelCompletesEmpty) {
 }
 
 TEST_P(LoopbackTcpContract, APeerThatNeverReadsLeavesTheRestUnwritten) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     connector->send("taken");
     std::vector<Bytes> buffers;
     buffers.emplace_back(32U << 20U);
@@ -404,7 +427,9 @@ TEST_P(LoopbackTcpContract, APeerThatNeverReadsLeavesTheRestUnwritten) {
 }
 
 TEST_P(LoopbackTcpContract, APeerThatEndsFailsWhatItDidNotTake) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     std::vector<Bytes> buffers;
     buffers.emplace_back(32U << 20U);
     connector->send(std::move(buffers));
@@ -429,7 +454,9 @@ TEST_P(LoopbackTcpContract, AConnectToADeadPortFailsAndSoDoesWhatWasAskedOfIt) {
 }
 
 TEST_P(LoopbackTcpContract, ADroppedListenerTakesNoMoreConnectionsAndLeavesThoseItGave) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     listener.reset();
     settle();
     End& late = hold(network().connect(port));
@@ -518,7 +545,9 @@ TEST_P(LoopbackTcpContract, AStreamMayBeDestroyedByEachOfItsCallbacks) {
 
 TEST_P(LoopbackTcpContract, NoCallbackComesOnceADestructionOnAnotherThreadHasSettled) {
     for (int round = 0; round < 50; ++round) {
-        const auto [connector, acceptor] = connect();
+        End* connector = nullptr;
+        End* acceptor = nullptr;
+        std::tie(connector, acceptor) = connect();
         auto stream = connector->release();
         std::atomic<bool> isAsked = false;
         std::atomic<int> calls = 0;
@@ -540,7 +569,9 @@ TEST_P(LoopbackTcpContract, NoCallbackComesOnceADestructionOnAnotherThreadHasSet
 }
 
 TEST_P(LoopbackTcpContract, DestructionDestroysTheCallbacks) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     const auto token = std::make_shared<int>();
     connector->on([token](const auto& shared) { shared->stream->receive([token](TcpStream::Received) {}); });
     settle();
@@ -551,7 +582,9 @@ TEST_P(LoopbackTcpContract, DestructionDestroysTheCallbacks) {
 }
 
 TEST_P(LoopbackTcpContract, StreamsAndListenersOutliveTheNetworkInSilence) {
-    const auto [connector, acceptor] = connect();
+    End* connector = nullptr;
+    End* acceptor = nullptr;
+    std::tie(connector, acceptor) = connect();
     connector->readAll();
     settle();
     std::vector<std::unique_ptr<TcpStream>> survivors;
