@@ -74,11 +74,12 @@ std::string localTime(Date date) {
 } // namespace
 
 std::string historyTable(const std::vector<StoredEntry>& entries) {
-    std::vector<std::string> ids;
+    std::vector<std::string> ids(entries.size());
+    std::transform(entries.begin(), entries.end(), ids.begin(),
+                   [](const StoredEntry& entry) { return entry.row.id.toString(); });
     std::vector<std::string> sizes;
     std::size_t sizeWidth = 0;
     for (const StoredEntry& entry : entries) {
-        ids.push_back(entry.row.id.toString());
         sizes.push_back(byteCountText(entry.size));
         sizeWidth = std::max(sizeWidth, sizes.back().size());
     }
