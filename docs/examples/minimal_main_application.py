@@ -21,7 +21,7 @@ def wait_for_heartbeat(bus):
         if "port" in found:
             loop.quit()
 
-    subscription = bus.signal_subscribe(None, INTERFACE, "heartbeat", PATH, None, Gio.DBusSignalFlags.NONE, on_heartbeat)
+    subscription = bus.signal_subscribe(None, INTERFACE, "heartbeat", PATH, None, 0, on_heartbeat)
     loop.run()
     bus.signal_unsubscribe(subscription)
     return int(found["port"]), found["nonce"]
@@ -53,8 +53,8 @@ def answer(link, request):
         return send(link, "response", method, id, p=view)
     for row, text, image in history if method == "entry.payload" else []:
         if row["id"] == p["id"].upper():
-            content = {"kind": row["kind"], "text": text, "hasAttachment": image is not None}
-            return send(link, "response", method, id, image, p=content)
+            content = {"kind": row["kind"], "hasAttachment": image is not None}
+            return send(link, "response", method, id, image, p=content | ({} if text is None else {"text": text}))
     error = ("not_found", "No such entry") if method == "entry.payload" else ("unknown_message", "Unknown message")
     send(link, "response", method, id, e=dict(zip(("code", "message"), error)))
 
@@ -68,8 +68,9 @@ def run(link, nonce):
         elif envelope["m"] == "hello":
             print("refused: " + envelope["e"]["code"] if "e" in envelope else "linked with " + p["app"], flush=True)
         elif envelope["m"] == "pasteboard.changed":
-            row = {"id": str(uuid.uuid4()).upper(), "scope": "history", "kind": p["kind"], "preview": p.get("text", "Image")[:80],
-                   "lastCopiedAt": time.time() - 978307200, "isPinned": False, "isFavorite": False}
+            row = {"id": str(uuid.uuid4()).upper(), "scope": "history", "kind": p["kind"],
+                   "preview": p.get("text", "Image")[:80], "lastCopiedAt": time.time() - 978307200,
+                   "isPinned": False, "isFavorite": False}
             history.insert(0, (row, p.get("text"), attachment))
             print(p["kind"], repr(p["text"]) if "text" in p else len(attachment or b""), flush=True)
             send(link, "event", "store.changed")

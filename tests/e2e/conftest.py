@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Fixtures. Run by ctest, or by hand: python3 -m pytest tests/e2e --build build/dev."""
+import contextlib
 import os
 import pathlib
 import sys
@@ -52,6 +53,29 @@ def display(build):
         yield desktop
     finally:
         desktop.close()
+
+
+@contextlib.contextmanager
+def running_companion(build, display):
+    """For files whose tests share one companion: the session, its heartbeats, and the companion."""
+    session = sessions.Session(build)
+    heartbeats = None
+    try:
+        session.use_display_of(display)
+        session.start_bus()
+        heartbeats = Heartbeats(session.bus_address)
+        yield session, heartbeats, session.start_companion()
+    finally:
+        if heartbeats is not None:
+            heartbeats.close()
+        session.close()
+
+
+def assert_quiet(*processes):
+    """In place of the look that closing a session takes, where a file of tests shares it."""
+    complaints = [line for process in processes for line in process.complaints()]
+    assert not complaints, "\n".join(complaints)
+    assert all(process.is_running for process in processes)
 
 
 @pytest.fixture

@@ -26,8 +26,8 @@ class Heartbeats:
         finally:
             self._context.pop_thread_default()
         # The bus handles messages in order: with this answer the subscription is in force.
-        self._bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", None, None,
-                            Gio.DBusCallFlags.NONE, 5000, None)
+        self._bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", None,
+                            None, Gio.DBusCallFlags.NONE, 5000, None)
 
     def close(self):
         if not self._bus.is_closed():

@@ -13,8 +13,8 @@ import uuid
 
 ENVELOPE, ATTACHMENT = 1, 2
 MAX_LENGTH = 0x1000000
-FEATURES = ["store.snapshot", "entry.payload", "entry.use", "entry.pin", "entry.favorite", "entry.edit", "entry.editText",
-            "entry.delete", "pasteboard.changed", "hosts.snapshot", "hosts.apply"]
+FEATURES = ["store.snapshot", "entry.payload", "entry.use", "entry.pin", "entry.favorite", "entry.edit",
+            "entry.editText", "entry.delete", "pasteboard.changed", "hosts.snapshot", "hosts.apply"]
 UUID_TEXT = re.compile(r"[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}")
 
 

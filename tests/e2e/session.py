@@ -11,6 +11,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
@@ -232,8 +233,12 @@ class Session:
         (self.root / "bus").unlink(missing_ok=True)
         self._bus = self.start("dbus-daemon", tool("dbus-daemon"), "--nofork", "--nopidfile",
                                f"--config-file={configuration}")
-        wait_until(lambda: (self.root / "bus").exists(), 10, "the session bus")
+        wait_until(self._bus_answers, 10, "the session bus")
         return self._bus
+
+    def _bus_answers(self):
+        with socket.socket(socket.AF_UNIX) as probe:
+            return probe.connect_ex(str(self.root / "bus")) == 0
 
     def kill_bus(self):
         self._bus.kill()
@@ -281,8 +286,8 @@ class Session:
         parts = []
         for process in self.processes:
             status = "running" if process.is_running else f"ended with {process.exit_status}"
-            text = "".join(f"  {mark}| {line}\n" for mark, output in (("out", process.stdout()), ("err", process.stderr()))
-                           for line in output.splitlines()[-200:])
+            outputs = (("out", process.stdout()), ("err", process.stderr()))
+            text = "".join(f"  {mark}| {line}\n" for mark, output in outputs for line in output.splitlines()[-200:])
             parts.append(f"{process.name} ({status}): {' '.join(process.command)}\n{text}")
         return "\n".join(parts)
 

@@ -6,8 +6,11 @@ import socket
 
 import pytest
 
+import images
+from companion_double import CompanionDouble, report_image, report_text, snapshot, welcomed
 from conftest import SOURCE_ROOT
-from link_client import FEATURES, Link, checked_envelope
+from heartbeats import Heartbeats
+from link_client import FEATURES, Link, checked_envelope, new_id
 from session import wait_until
 
 PAGE = (SOURCE_ROOT / "docs/link-protocol.md").read_text()
@@ -51,21 +54,51 @@ def test_the_dumps_are_the_frames_that_they_explain():
     assert envelope["p"] == {"kind": "image", "hasAttachment": True} and attachment == b"\xff\xd8\xff\xd9"
 
 
-def test_the_example_program_records_a_text_and_an_image(session, heartbeats, companion):
-    import images
-    program = session.start("example", "/usr/bin/python3", "-u", SOURCE_ROOT / "docs/examples/minimal_main_application.py")
-    wait_until(lambda: "linked with Vexil Shortcut" in program.stdout(), 15, "the link")
-    session.copy("of the 'page'\n")
-    wait_until(lambda: "text \"of the 'page'\\n\"" in program.stdout(), 10, "the text")
-    session.copy(images.half_transparent(), "image/png")
-    wait_until(lambda: re.search(r"^image [1-9]\d+$", program.stdout(), re.MULTILINE), 10, "the image")
+@pytest.fixture
+def example(session):
+    return session.start("example", "/usr/bin/python3", "-B", SOURCE_ROOT / "docs/examples/minimal_main_application.py")
+
+
+def test_the_example_program_does_what_the_page_asks_of_it(bare_session):
+    bare_session.start_bus()
+    hearing = Heartbeats(bare_session.bus_address)
+    double = CompanionDouble(hearing)
+    program = bare_session.start("example", "/usr/bin/python3", "-B",
+                                 SOURCE_ROOT / "docs/examples/minimal_main_application.py")
+    with welcomed(double, program) as link:
+        report_text(link, "one")
+        assert link.next("store.changed")
+        report_image(link, b"four")
+        assert link.next("store.changed")
+        image, text = snapshot(link)["history"]
+        assert (image["kind"], text["kind"], text["preview"]) == ("image", "text", "one")
+        answer, attachment = link.response(link.request("entry.payload", {"id": image["id"], "scope": "history"}))
+        assert answer["p"]["hasAttachment"] and attachment == b"four"
+        answer, attachment = link.response(link.request("entry.payload", {"id": text["id"], "scope": "history"}))
+        assert answer["p"]["text"] == "one" and attachment is None
+        answer, _ = link.response(link.request("entry.payload", {"id": new_id(), "scope": "history"}))
+        assert answer["e"]["code"] == "not_found"
+        answer, _ = link.response(link.request("entry.pin", {"id": text["id"], "isPinned": True}))
+        assert answer["e"]["code"] == "unknown_message"
+    with welcomed(double, program):  # again, after the end of the first link
+        pass
     assert program.is_running and program.stderr() == ""
+    hearing.close()
+    double.close()
 
 
-def test_the_example_program_links_again_after_the_companion_was_restarted(session, heartbeats, companion):
-    program = session.start("example", "/usr/bin/python3", "-u", SOURCE_ROOT / "docs/examples/minimal_main_application.py")
-    wait_until(lambda: "linked with" in program.stdout(), 15, "the link")
+def test_the_example_program_records_a_text_and_an_image(session, companion, example):
+    wait_until(lambda: "linked with Vexil Shortcut" in example.stdout(), 15, "the link")
+    session.copy("of the 'page'\n")
+    wait_until(lambda: "text \"of the 'page'\\n\"" in example.stdout(), 10, "the text")
+    session.copy(images.half_transparent(), "image/png")
+    wait_until(lambda: re.search(r"^image [1-9]\d+$", example.stdout(), re.MULTILINE), 10, "the image")
+    assert example.is_running and example.stderr() == ""
+
+
+def test_the_example_program_links_again_after_the_companion_was_restarted(session, companion, example):
+    wait_until(lambda: "linked with" in example.stdout(), 15, "the link")
     companion.kill()
     session.start_companion()
-    wait_until(lambda: program.stdout().count("linked with") == 2, 20, "the second link")
-    assert program.is_running
+    wait_until(lambda: example.stdout().count("linked with") == 2, 20, "the second link")
+    assert example.is_running
