@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Runs clang-tidy over every compiled file of ours, in parallel, and remembers what was clean.
 
-A file is run again when it, any header of the tree, .clang-tidy, its compile command or clang-tidy itself has changed.
+What only tests are built from takes longer than all the rest, so it is looked at where --tests is given, or where it is
+named. A file is run again when it, any header of the tree, .clang-tidy, its compile command or clang-tidy itself has
+changed.
 """
 
 import argparse
@@ -10,6 +12,7 @@ import concurrent.futures
 import hashlib
 import json
 import os
+import re
 import shlex
 import shutil
 import subprocess
@@ -18,6 +21,8 @@ from pathlib import Path
 from typing import NamedTuple
 
 TIDY = "clang-tidy"
+# Sources that only tests are built from, by their path in the tree; a word that looks like one of them names it.
+TEST_SOURCE = re.compile(r"_test\b|_fixture\b|\btest_|\bplatform/contract\b|\btests\b")
 
 
 class Unit(NamedTuple):
@@ -42,6 +47,18 @@ def units_of(build: Path, root: Path) -> list[Unit]:
         if file.is_relative_to(root) and not file.is_relative_to(build):
             units.append(Unit(file, without_launcher(shlex.split(entry["command"])), entry["directory"]))
     return sorted(units)
+
+
+def selected(units: list[Unit], root: Path, only: list[str], with_tests: bool) -> list[Unit]:
+    """The units that are named by a word of `only`, which may be part of their path; all, where there is no word."""
+    found = []
+    for unit in units:
+        path = unit.file.relative_to(root).as_posix()
+        words = [word for word in only or [""] if word in path]
+        is_wanted = with_tests or not TEST_SOURCE.search(path) or any(TEST_SOURCE.search(word) for word in words)
+        if words and is_wanted:
+            found.append(unit)
+    return found
 
 
 def digest_of(*parts: bytes) -> str:
@@ -76,20 +93,19 @@ def write_database(units: list[Unit], folder: Path) -> None:
     (folder / "compile_commands.json").write_text(json.dumps(entries))
 
 
-def run(build: Path, root: Path, jobs: int, only: list[str]) -> int:
-    units = units_of(build, root)
-    if only:
-        units = [unit for unit in units if any(part in str(unit.file) for part in only)]
+def run(build: Path, root: Path, jobs: int, only: list[str], with_tests: bool) -> int:
+    known = units_of(build, root)
+    units = selected(known, root, only, with_tests)
     if not units:
-        print(f"{build}/compile_commands.json names no file of {root}")
+        print(f"{build}/compile_commands.json names no such file of {root}")
         return 1
     cache = build / "tidy"
-    write_database(units, cache)
+    write_database(known, cache)
     (cache / "clean").mkdir(exist_ok=True)
     surroundings = surroundings_of(root)
     stamps = {
         unit.file: cache / "clean" / digest_of(surroundings, unit.file.read_bytes(), " ".join(unit.arguments).encode())
-        for unit in units
+        for unit in known
     }
     waiting = [unit for unit in units if not stamps[unit.file].exists()]
     print(f"clang-tidy: {len(waiting)} of {len(units)} files to look at", flush=True)
@@ -101,21 +117,17 @@ def run(build: Path, root: Path, jobs: int, only: list[str]) -> int:
             else:
                 failed += 1
                 print(f"{unit.file.relative_to(root)}:\n{said}", flush=True)
-    forget_all_but(set(stamps.values()), cache / "clean", bool(only))
+    for stamp in set((cache / "clean").iterdir()) - set(stamps.values()):
+        stamp.unlink()
     print(f"clang-tidy: {failed} files with findings" if failed else "clang-tidy: clean")
     return 1 if failed else 0
-
-
-def forget_all_but(current: set[Path], folder: Path, is_partial: bool) -> None:
-    if not is_partial:
-        for stamp in set(folder.iterdir()) - current:
-            stamp.unlink()
 
 
 def main() -> int:
     root = Path(__file__).resolve().parent.parent
     parser = argparse.ArgumentParser(description="Runs clang-tidy over the tree.")
     parser.add_argument("only", nargs="*", help="only files with this in their path")
+    parser.add_argument("--tests", action="store_true", help="also what only tests are built from")
     parser.add_argument("--root", type=Path, default=root)
     parser.add_argument("--build", type=Path, default=root / "build/dev", help="where compile_commands.json is")
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)))
@@ -123,7 +135,7 @@ def main() -> int:
     if not shutil.which(TIDY):
         print(f"{TIDY} is not installed (packaging/debian-packages.txt)")
         return 1
-    return run(options.build.resolve(), options.root.resolve(), options.jobs, options.only)
+    return run(options.build.resolve(), options.root.resolve(), options.jobs, options.only, options.tests)
 
 
 if __name__ == "__main__":

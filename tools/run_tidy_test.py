@@ -20,20 +20,24 @@ class TidyTest(unittest.TestCase):
         self.root = Path(folder.name).resolve()
         self.build = self.root / "build"
         self.build.mkdir()
+        self.entries = {}
         (self.root / "src").mkdir()
         (self.root / ".clang-tidy").write_text((HERE.parent / ".clang-tidy").read_text())
         self.put(CLEAN)
 
-    def put(self, content, flags="-Wall -Wextra -Wconversion -Wshadow -Werror"):
-        (self.root / "src/thing.cpp").write_text(content)
-        command = f"/usr/bin/cmake -E env CCACHE_NOHASHDIR=1 /usr/bin/ccache /usr/bin/c++ -std=c++20 {flags} " \
-                  f"-I{self.root}/src -o thing.o -c {self.root}/src/thing.cpp"
-        entry = {"directory": str(self.build), "command": command, "file": f"{self.root}/src/thing.cpp"}
-        (self.build / "compile_commands.json").write_text(json.dumps([entry]))
+    def put(self, content, name="src/thing.cpp"):
+        file = self.root / name
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(content)
+        flags = "-std=c++20 -Wall -Wextra -Wconversion -Wshadow -Werror"
+        command = f"/usr/bin/cmake -E env CCACHE_NOHASHDIR=1 /usr/bin/ccache /usr/bin/c++ {flags} " \
+                  f"-I{self.root}/src -o {file.stem}.o -c {file}"
+        self.entries[name] = {"directory": str(self.build), "command": command, "file": str(file)}
+        (self.build / "compile_commands.json").write_text(json.dumps(list(self.entries.values())))
 
-    def tidy(self):
-        return subprocess.run([sys.executable, "-B", HERE / "run_tidy.py", "--root", self.root, "--build", self.build],
-                              capture_output=True, text=True, check=False)
+    def tidy(self, *arguments):
+        command = [sys.executable, "-B", HERE / "run_tidy.py", "--root", self.root, "--build", self.build, *arguments]
+        return subprocess.run(command, capture_output=True, text=True, check=False)
 
     def assert_finds(self, *words):
         outcome = self.tidy()
@@ -51,6 +55,28 @@ class TidyTest(unittest.TestCase):
         self.tidy()
         (self.root / "src/other.h").write_text("#pragma once\n")
         self.assertIn("1 of 1 files to look at", self.tidy().stdout)
+
+    def test_what_only_tests_are_built_from_is_looked_at_on_demand(self):
+        for name in ("src/thing_test.cpp", "src/thing_fixture.cpp", "src/platform/contract/peer.cpp", "tests/e2e/owner.cpp"):
+            self.put("int* none() {\n    return 0;\n}\n", name)
+        usual = self.tidy()
+        self.assertEqual(usual.returncode, 0, usual.stdout)
+        self.assertIn("1 of 1 files", usual.stdout)
+        self.assertIn("0 of 1 files", self.tidy("src").stdout)
+        self.assertIn("4 of 5 files", self.tidy("--tests").stdout)
+        for word in ("src/thing_test.cpp", "thing_fixture", "platform/contract", "tests/e2e"):
+            named = self.tidy(word)
+            self.assertEqual(named.returncode, 1, named.stdout)
+            self.assertIn("1 of 1 files", named.stdout)
+
+    def test_a_look_at_some_forgets_nothing_about_the_others(self):
+        self.put(CLEAN, "src/other.cpp")
+        self.tidy()
+        self.tidy("src/other.cpp")
+        self.assertIn("0 of 2 files", self.tidy().stdout)
+
+    def test_a_word_that_names_nothing_is_no_success(self):
+        self.assertEqual(self.tidy("nowhere").returncode, 1)
 
     def test_names_are_held_to_their_style(self):
         self.put("int Twice(int a_number) {\n    return 2 * a_number;\n}\n")
