@@ -96,6 +96,16 @@ void X11Peer::notify(const xcb_selection_request_event_t& request, bool isServed
     xcb_flush(connection_);
 }
 
+bool X11Peer::waitUntilTaken(const xcb_selection_request_event_t& request) {
+    while (const Event event = waitFor(XCB_PROPERTY_NOTIFY)) {
+        const auto& notice = reinterpret_cast<const xcb_property_notify_event_t&>(*event);
+        if (notice.window == request.requestor && notice.atom == request.property &&
+            notice.state == XCB_PROPERTY_DELETE)
+            return true;
+    }
+    return false;
+}
+
 void X11Peer::request(const std::string& target, const std::string& property) {
     xcb_convert_selection(connection_, window_, atom("CLIPBOARD"), atom(target), atom(property), XCB_CURRENT_TIME);
     xcb_flush(connection_);
@@ -170,6 +180,23 @@ ScriptedOwner::Script honest(std::vector<std::pair<std::string, std::string>> co
         if (part != contents.end())
             peer.setProperty(request.requestor, request.property, request.target, 8, bytesOf(part->second));
         peer.notify(request, part != contents.end());
+    };
+}
+
+ScriptedOwner::Script inPieces(const std::string& target, std::uint32_t announced,
+                               std::function<void(X11Peer&, const xcb_selection_request_event_t&)> pieces) {
+    return [target, announced, pieces = std::move(pieces)](X11Peer& peer, const xcb_selection_request_event_t& request,
+                                                           const std::string& asked) {
+        if (asked == "TARGETS") {
+            peer.setAtoms(request.requestor, request.property, {peer.atom(target)});
+            return peer.notify(request, true);
+        }
+        const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(peer.raw(), request.requestor, XCB_CW_EVENT_MASK, &events);
+        peer.setProperty(request.requestor, request.property, peer.atom("INCR"), 32,
+                         {reinterpret_cast<const std::uint8_t*>(&announced), sizeof announced});
+        peer.notify(request, true);
+        pieces(peer, request);
     };
 }
 

@@ -47,6 +47,8 @@ public:
     void setProperty(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, std::uint8_t format, ByteView bytes);
     void setAtoms(xcb_window_t window, xcb_atom_t property, const std::vector<xcb_atom_t>& atoms);
     void notify(const xcb_selection_request_event_t& request, bool isServed);
+    // Until the requestor has taken what is in the property; false where it does not within 5 s.
+    bool waitUntilTaken(const xcb_selection_request_event_t& request);
 
     // As a requestor: what the owner leaves in our property, up to the announcement of a transfer in pieces.
     void request(const std::string& target, const std::string& property = "PEER");
@@ -85,5 +87,9 @@ private:
 
 // A script of an owner that has the targets, each with bytes, and keeps the rules.
 ScriptedOwner::Script honest(std::vector<std::pair<std::string, std::string>> contents);
+
+// A script of an owner that lists one target, announces `announced` bytes of it, and has `pieces` write them.
+ScriptedOwner::Script inPieces(const std::string& target, std::uint32_t announced,
+                               std::function<void(X11Peer&, const xcb_selection_request_event_t&)> pieces);
 
 } // namespace vexil
