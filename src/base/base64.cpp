@@ -30,73 +30,107 @@ struct Progress {
 
 #if defined(__x86_64__)
 
-// Both loops stop where a whole vector could touch memory past the end; the scalar code does what is left.
+// Both loops stop where a whole vector could touch memory past the end; the scalar code does what is left, and all of
+// it on processors without AVX2.
+#define VEXIL_AVX2 __attribute__((target("avx2")))
 
-__attribute__((target("ssse3"))) __m128i between(__m128i text, char first, char last) {
-    return _mm_and_si128(_mm_cmpgt_epi8(text, _mm_set1_epi8(static_cast<char>(first - 1))),
-                         _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(last + 1)), text));
+VEXIL_AVX2 __m256i pick(__m256i mask, int value) {
+    return _mm256_and_si256(mask, _mm256_set1_epi8(static_cast<char>(value)));
 }
 
-__attribute__((target("ssse3"))) __m128i pick(__m128i mask, int value) {
-    return _mm_and_si128(mask, _mm_set1_epi8(static_cast<char>(value)));
+VEXIL_AVX2 __m256i twice(const std::array<std::uint8_t, 16>& table) {
+    return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(table.data())));
 }
+
+// What the upper half of a character says: in which of the alphabet's rows of ASCII it is ...
+enum Row : std::uint8_t { kSigns = 1, kDigitsRow = 2, kFirstLetters = 4, kLastLetters = 8, kNoRow = 16 };
+constexpr std::array<std::uint8_t, 16> kRowOfUpper = {
+    kNoRow, kNoRow, kSigns, kDigitsRow, kFirstLetters, kLastLetters, kFirstLetters, kLastLetters,
+    kNoRow, kNoRow, kNoRow, kNoRow,     kNoRow,        kNoRow,       kNoRow,        kNoRow};
+
+// ... and its lower half: which rows have nothing at this place.
+constexpr auto kGapsOfLower = [] {
+    std::array<std::uint8_t, 16> gaps{};
+    for (unsigned lower = 0; lower < gaps.size(); ++lower) {
+        const bool isSign = lower == ('+' & 0xF) || lower == ('/' & 0xF);
+        gaps[lower] = static_cast<std::uint8_t>(kNoRow | (isSign ? 0 : kSigns) | (lower <= 9 ? 0 : kDigitsRow) |
+                                                (lower >= 1 ? 0 : kFirstLetters) | (lower <= 10 ? 0 : kLastLetters));
+    }
+    return gaps;
+}();
+
+// How far a character's value is from the character, by its upper half. The slash takes the unused place 1.
+constexpr std::array<std::uint8_t, 16> kShiftOfUpper = [] {
+    const int shifts[] = {0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a', 26 - 'a'};
+    std::array<std::uint8_t, 16> table{};
+    for (std::size_t i = 0; i < std::size(shifts); ++i)
+        table[i] = static_cast<std::uint8_t>(shifts[i]);
+    return table;
+}();
 
 // Stops early at a character outside the alphabet, which the scalar code then reports.
-__attribute__((target("ssse3"))) Progress decodeVectors(std::uint8_t* out, const std::uint8_t* text, std::size_t size) {
-    const __m128i packed = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+VEXIL_AVX2 Progress decodeVectors(std::uint8_t* out, const std::uint8_t* text, std::size_t size) {
+    const __m256i packedInHalf = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1, //
+                                                  2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+    const __m256i halvesJoined = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+    const __m256i lowerBits = _mm256_set1_epi8(0x0F);
+    const __m256i rows = twice(kRowOfUpper);
+    const __m256i gaps = twice(kGapsOfLower);
+    const __m256i shifts = twice(kShiftOfUpper);
     Progress done;
-    while (size - done.read >= 24) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + done.read));
-        const __m128i upper = between(block, 'A', 'Z');
-        const __m128i lower = between(block, 'a', 'z');
-        const __m128i digit = between(block, '0', '9');
-        const __m128i plus = _mm_cmpeq_epi8(block, _mm_set1_epi8('+'));
-        const __m128i slash = _mm_cmpeq_epi8(block, _mm_set1_epi8('/'));
-        const __m128i known = _mm_or_si128(_mm_or_si128(upper, lower), _mm_or_si128(digit, _mm_or_si128(plus, slash)));
-        if (_mm_movemask_epi8(known) != 0xFFFF)
+    while (size - done.read >= 48) {
+        const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + done.read));
+        const __m256i upper = _mm256_and_si256(_mm256_srli_epi32(block, 4), lowerBits);
+        const __m256i lower = _mm256_and_si256(block, lowerBits);
+        if (_mm256_testz_si256(_mm256_shuffle_epi8(rows, upper), _mm256_shuffle_epi8(gaps, lower)) == 0)
             break;
-        const __m128i shift = _mm_or_si128(
-            _mm_or_si128(pick(upper, -'A'), pick(lower, 26 - 'a')),
-            _mm_or_si128(pick(digit, 52 - '0'), _mm_or_si128(pick(plus, 62 - '+'), pick(slash, 63 - '/'))));
-        const __m128i values = _mm_add_epi8(block, shift);
-        const __m128i pairs = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140)); // 2 x 6 bits -> 12 bits
-        const __m128i triples = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00011000));   // 2 x 12 bits -> 24 bits
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done.written), _mm_shuffle_epi8(triples, packed));
-        done.read += 16;
-        done.written += 12;
+        const __m256i minusOneAtSlash = _mm256_cmpeq_epi8(block, _mm256_set1_epi8('/'));
+        const __m256i shift = _mm256_shuffle_epi8(shifts, _mm256_add_epi8(upper, minusOneAtSlash));
+        const __m256i values = _mm256_add_epi8(block, shift);
+        const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140)); // 2 x 6 bits -> 12 bits
+        const __m256i triples = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));   // 2 x 12 bits -> 24 bits
+        const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(triples, packedInHalf), halvesJoined);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + done.written), bytes);
+        done.read += 32;
+        done.written += 24;
     }
     return done;
 }
 
-__attribute__((target("ssse3"))) Progress encodeVectors(std::uint8_t* out, const std::uint8_t* bytes,
-                                                        std::size_t size) {
-    const __m128i spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
+VEXIL_AVX2 Progress encodeVectors(std::uint8_t* out, const std::uint8_t* bytes, std::size_t size) {
+    const __m256i spread = _mm256_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10, //
+                                            1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
     Progress done;
-    while (size - done.read >= 16) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done.read));
+    while (size - done.read >= 28) {
+        const auto* const in = bytes + done.read;
+        const __m256i block = _mm256_set_m128i(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 12)),
+                                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(in)));
         // Three bytes a b c stand in each 32-bit lane as b a c b; a multiplication is a shift per 16-bit half.
-        const __m128i lanes = _mm_shuffle_epi8(block, spread);
-        const __m128i firstAndThird =
-            _mm_mulhi_epu16(_mm_and_si128(lanes, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040));
-        const __m128i secondAndFourth =
-            _mm_mullo_epi16(_mm_and_si128(lanes, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010));
-        const __m128i values = _mm_or_si128(firstAndThird, secondAndFourth);
+        const __m256i lanes = _mm256_shuffle_epi8(block, spread);
+        const __m256i firstAndThird =
+            _mm256_mulhi_epu16(_mm256_and_si256(lanes, _mm256_set1_epi32(0x0FC0FC00)), _mm256_set1_epi32(0x04000040));
+        const __m256i secondAndFourth =
+            _mm256_mullo_epi16(_mm256_and_si256(lanes, _mm256_set1_epi32(0x003F03F0)), _mm256_set1_epi32(0x01000010));
+        const __m256i values = _mm256_or_si256(firstAndThird, secondAndFourth);
         // The alphabet is four jumps on top of 'A'.
-        __m128i text = _mm_add_epi8(values, _mm_set1_epi8('A'));
-        text = _mm_add_epi8(text, pick(_mm_cmpgt_epi8(values, _mm_set1_epi8(25)), 'a' - ('A' + 26)));
-        text = _mm_add_epi8(text, pick(_mm_cmpgt_epi8(values, _mm_set1_epi8(51)), '0' - ('a' + 26)));
-        text = _mm_add_epi8(text, pick(_mm_cmpgt_epi8(values, _mm_set1_epi8(61)), '+' - ('0' + 10)));
-        text = _mm_add_epi8(text, pick(_mm_cmpgt_epi8(values, _mm_set1_epi8(62)), '/' - ('+' + 1)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done.written), text);
-        done.read += 12;
-        done.written += 16;
+        const auto above = [&](char value) VEXIL_AVX2 { return _mm256_cmpgt_epi8(values, _mm256_set1_epi8(value)); };
+        __m256i text = _mm256_add_epi8(values, _mm256_set1_epi8('A'));
+        text = _mm256_add_epi8(text, pick(above(25), 'a' - ('A' + 26)));
+        text = _mm256_add_epi8(text, pick(above(51), '0' - ('a' + 26)));
+        text = _mm256_add_epi8(text, pick(above(61), '+' - ('0' + 10)));
+        text = _mm256_add_epi8(text, pick(above(62), '/' - ('+' + 1)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + done.written), text);
+        done.read += 24;
+        done.written += 32;
     }
     return done;
 }
 
 bool hasVectors() {
-    return static_cast<bool>(__builtin_cpu_supports("ssse3"));
+    return static_cast<bool>(__builtin_cpu_supports("avx2"));
 }
+
+#undef VEXIL_AVX2
 
 #else
 

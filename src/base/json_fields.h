@@ -87,16 +87,11 @@ template <Integer T> [[nodiscard]] bool readValue(Reader& in, T& value) {
 }
 template <Named T> [[nodiscard]] bool readValue(Reader& in, T& value) {
     static constexpr auto kNames = jsonNames(Tag<T>{});
-    std::string name;
-    if (!in.readString(name))
+    std::size_t index = 0;
+    if (!in.readName(kNames, index))
         return false;
-    for (std::size_t i = 0; i < kNames.size(); ++i) {
-        if (kNames[i] == name) {
-            value = static_cast<T>(i);
-            return true;
-        }
-    }
-    return in.fail("name outside the enumeration");
+    value = static_cast<T>(index);
+    return true;
 }
 
 inline void writeValue(Writer& out, bool value) {
@@ -187,7 +182,7 @@ template <class T> std::size_t sizeHint(const std::vector<T>& values) {
 
 template <class Record> struct MemberReader {
     std::string_view key;
-    bool isRequired = false;
+    bool isRequired = true;
     bool (*read)(Reader&, Record&) = nullptr;
 };
 
@@ -207,21 +202,31 @@ template <class Record> constexpr auto memberReaders() {
     (std::make_index_sequence<std::tuple_size_v<decltype(jsonFields(Tag<Record>{}))>>{});
 }
 
+// Where `key` stands among the members, looking at `guess` first; past them all where it is none of them.
+template <class Record, std::size_t Count>
+std::size_t indexOf(const std::array<MemberReader<Record>, Count>& members, std::string_view key, std::size_t guess) {
+    for (std::size_t tried = 0; tried < Count; ++tried) {
+        const std::size_t i = guess + tried < Count ? guess + tried : guess + tried - Count;
+        if (members[i].key.data() == key.data() || members[i].key == key)
+            return i;
+    }
+    return Count;
+}
+
 template <Described T> bool readValue(Reader& in, T& record) {
     static constexpr auto kMembers = memberReaders<T>();
     static constexpr std::size_t kCount = kMembers.size();
     std::array<bool, kCount> seen{};
-    std::size_t expected = 0; // writers keep to an order, so the next key is nearly always the first one compared
-    const bool isRead = in.readObject([&](std::string_view key) {
-        for (std::size_t tried = 0; tried < kCount; ++tried) {
-            const std::size_t i = expected + tried < kCount ? expected + tried : expected + tried - kCount;
-            if (kMembers[i].key != key)
-                continue;
-            seen[i] = true;
-            expected = i + 1 < kCount ? i + 1 : 0;
-            return kMembers[i].read(in, record);
-        }
-        return in.skip();
+    std::size_t next = 0; // writers keep to an order
+    std::string_view expected = kCount > 0 ? kMembers.front().key : std::string_view();
+    const bool isRead = in.readObject(expected, [&](std::string_view key) {
+        const std::size_t i = indexOf(kMembers, key, next);
+        if (i == kCount)
+            return in.skip();
+        seen[i] = true;
+        next = i + 1 < kCount ? i + 1 : 0;
+        expected = kMembers[next].key;
+        return kMembers[i].read(in, record);
     });
     if (!isRead)
         return false;

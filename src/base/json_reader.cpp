@@ -6,6 +6,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <cassert>
 #include <limits>
 
@@ -55,35 +56,6 @@ std::string_view Reader::token() const {
     return {first, size};
 }
 
-std::string_view Reader::takeToken() {
-    const std::string_view taken = token();
-    if (next_ != end_)
-        ++next_;
-    return taken;
-}
-
-bool Reader::take(char punctuation) {
-    if (next_ == end_ || text_[*next_] != static_cast<std::uint8_t>(punctuation))
-        return false;
-    ++next_;
-    return true;
-}
-
-bool Reader::open(char bracket, std::string_view otherwise) {
-    if (!take(bracket))
-        return fail(otherwise);
-    if (++depth_ > kMaxDepth)
-        return fail("nested too deeply");
-    return true;
-}
-
-bool Reader::close(char bracket) {
-    if (!take(bracket))
-        return false;
-    --depth_;
-    return true;
-}
-
 bool Reader::readRawString(std::string_view& raw) {
     const std::string_view quoted = token();
     if (quoted.size() < 2 || quoted.front() != '"' || quoted.back() != '"')
@@ -106,6 +78,16 @@ bool Reader::readText(std::string_view& text, std::string& storage) {
     return true;
 }
 
+bool Reader::takeKey(std::string_view key) {
+    if (end_ - next_ < 2 || text_[next_[1]] != ':')
+        return false;
+    const std::string_view rest = textOf(text_).substr(*next_, key.size() + 2);
+    if (rest.size() != key.size() + 2 || rest.front() != '"' || rest.back() != '"' || rest.substr(1, key.size()) != key)
+        return false;
+    next_ += 2;
+    return true;
+}
+
 bool Reader::readKey(std::string_view& key) {
     return readText(key, unescapedKey_) && (take(':') || fail("expected a colon"));
 }
@@ -122,32 +104,37 @@ bool Reader::readString(std::string& value) {
     return true;
 }
 
-bool Reader::readUuid(Uuid& value) {
-    std::string storage;
-    std::string_view text;
-    if (!readText(text, storage))
+template <class T, class F> bool Reader::readParsed(T& value, std::string_view otherwise, F&& parse) {
+    std::string_view inside;
+    if (!readRawString(inside))
         return false;
-    const auto id = Uuid::parse(text);
-    if (!id)
-        return fail("expected a UUID");
-    value = *id;
+    auto parsed = parse(inside); // first as it stands, because escapes are rare here and looking for them costs more
+    std::string storage;
+    if (!parsed && inside.find('\\') != std::string_view::npos && unescape(inside, storage))
+        parsed = parse(std::string_view(storage));
+    if (!parsed) {
+        --next_;
+        return fail(otherwise);
+    }
+    value = std::move(*parsed);
     return true;
 }
 
+bool Reader::readUuid(Uuid& value) {
+    return readParsed(value, "expected a UUID", [](std::string_view text) { return Uuid::parse(text); });
+}
+
+// Some writers put every slash as \/.
 bool Reader::readBase64(Bytes& value) {
-    std::string_view raw;
-    if (!readRawString(raw))
-        return false;
-    auto bytes = base64::decode(raw);
-    if (!bytes) { // some writers put every slash as \/
-        std::string storage;
-        if (raw.find('\\') != std::string_view::npos && unescape(raw, storage))
-            bytes = base64::decode(storage);
-    }
-    if (!bytes)
-        return fail("expected base64");
-    value = std::move(*bytes);
-    return true;
+    return readParsed(value, "expected base64", [](std::string_view text) { return base64::decode(text); });
+}
+
+bool Reader::readName(std::span<const std::string_view> names, std::size_t& index) {
+    return readParsed(index, "not one of the names", [&](std::string_view text) {
+        const auto found = std::find(names.begin(), names.end(), text);
+        const auto place = static_cast<std::size_t>(found - names.begin());
+        return found != names.end() ? std::optional(place) : std::nullopt;
+    });
 }
 
 bool Reader::readBool(bool& value) {
@@ -178,19 +165,18 @@ bool Reader::readDouble(double& value) {
 }
 
 bool Reader::takeNull() {
-    if (next_ == end_ || text_[*next_] != 'n' || token() != "null")
+    if (!isNext('n') || token() != "null")
         return false;
     ++next_;
     return true;
 }
 
 bool Reader::skip() {
-    const char first = next_ == end_ ? '\0' : static_cast<char>(text_[*next_]);
-    if (first == '{')
+    if (isNext('{'))
         return readObject([this](std::string_view) { return skip(); });
-    if (first == '[')
+    if (isNext('['))
         return readArray([this] { return skip(); });
-    if (first == '"') {
+    if (isNext('"')) {
         std::string storage;
         std::string_view text;
         return readText(text, storage);

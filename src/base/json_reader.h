@@ -9,8 +9,10 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vexil::json {
 
@@ -40,23 +42,29 @@ public:
     [[nodiscard]] bool readString(std::string& value);
     [[nodiscard]] bool readUuid(Uuid& value);
     [[nodiscard]] bool readBase64(Bytes& value);
+    // A string that is one of `names`; `index` tells which.
+    [[nodiscard]] bool readName(std::span<const std::string_view> names, std::size_t& index);
     [[nodiscard]] bool skip();
 
     // Takes a null and returns true, or returns false and takes nothing.
     [[nodiscard]] bool takeNull();
 
-    // `onMember(key)` reads or skips the value; the key is valid until it does.
-    template <class F> [[nodiscard]] bool readObject(F&& onMember) {
-        std::string_view key;
+    // `onMember(key)` reads or skips the value; the key is valid until it does. `expected`, which may change from
+    // member to member, is handed out itself where it is the next key, and is quicker to recognise than another.
+    template <class F> [[nodiscard]] bool readObject(const std::string_view& expected, F&& onMember) {
         if (!open('{', "expected an object"))
             return false;
         if (close('}'))
             return true;
         do {
-            if (!readKey(key) || !onMember(key))
+            std::string_view key = expected;
+            if ((!takeKey(expected) && !readKey(key)) || !onMember(key))
                 return false;
         } while (take(','));
         return close('}') || fail("expected a comma or the end of the object");
+    }
+    template <class F> [[nodiscard]] bool readObject(F&& onMember) {
+        return readObject(std::string_view(), std::forward<F>(onMember));
     }
 
     // `onElement()` reads or skips the value.
@@ -89,16 +97,34 @@ public:
     void rewind(const Mark& mark);
 
 private:
-    [[nodiscard]] std::string_view token() const;
-    [[nodiscard]] std::string_view takeToken();
-    [[nodiscard]] bool take(char punctuation);
-    [[nodiscard]] bool open(char bracket, std::string_view otherwise);
-    [[nodiscard]] bool close(char bracket);
+    [[nodiscard]] bool isNext(char first) const {
+        return next_ != end_ && text_[*next_] == static_cast<std::uint8_t>(first);
+    }
+    [[nodiscard]] bool take(char punctuation) {
+        const bool taken = isNext(punctuation);
+        next_ += taken ? 1 : 0;
+        return taken;
+    }
+    [[nodiscard]] bool open(char bracket, std::string_view otherwise) {
+        if (!take(bracket))
+            return fail(otherwise);
+        return ++depth_ <= kMaxDepth || fail("nested too deeply");
+    }
+    [[nodiscard]] bool close(char bracket) {
+        const bool closed = take(bracket);
+        depth_ -= closed ? 1 : 0;
+        return closed;
+    }
+    // Takes `key`, which needs no escapes, and its colon, or nothing.
+    [[nodiscard]] bool takeKey(std::string_view key);
     [[nodiscard]] bool readKey(std::string_view& key);
+    [[nodiscard]] std::string_view token() const;
     // The inside of the string that is next, escapes and all.
     [[nodiscard]] bool readRawString(std::string_view& raw);
     // The inside of the string that is next; views `storage` where there were escapes.
     [[nodiscard]] bool readText(std::string_view& text, std::string& storage);
+    // A string of which `parse` makes a value, or none, and never makes one where there is a backslash.
+    template <class T, class F> [[nodiscard]] bool readParsed(T& value, std::string_view otherwise, F&& parse);
 
     ByteView text_;
     std::unique_ptr<const std::uint32_t[]> index_; // where each token starts, then the length of the text

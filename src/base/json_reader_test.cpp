@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <simdjson.h>
 
+#include <cstdlib>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -99,6 +101,17 @@ TEST(JsonReaderTest, ReadsDoublesToTheLastBit) {
     EXPECT_EQ(number("-1.7976931348623157e308"), -1.7976931348623157e308);
     EXPECT_EQ(number("5e-324"), 5e-324);
     EXPECT_EQ(number("0e-999"), 0.0);
+}
+
+TEST(JsonReaderTest, RoundsLikeTheStandardLibrary) {
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 20'000; ++i) {
+        std::string text = std::to_string(random() >> (random() % 60));
+        text.insert(random() % text.size() + 1, random() % 4 == 0 ? "" : ".5");
+        if (random() % 8 == 0)
+            text.insert(0, "-");
+        EXPECT_EQ(number(text), std::strtod(text.c_str(), nullptr)) << text;
+    }
 }
 
 TEST(JsonReaderTest, RefusesNumbersThatADoubleCannotHold) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/json_scalars.h"
 
+#include <array>
 #include <charconv>
 #include <limits>
 
@@ -110,6 +111,26 @@ private:
     std::int64_t waitingZeros_ = 0;
 };
 
+// What nearly every date is: digits that make an integer which a double holds exactly, over a power of ten which it
+// holds exactly too. One division then rounds correctly, in a fraction of the time of the general algorithm.
+std::optional<double> fewDigits(const NumberParts& parts) {
+    constexpr std::size_t kMostDigits = 16;
+    constexpr std::int64_t kMostExact = std::int64_t{1} << 53;
+    constexpr std::array<double, kMostDigits + 1> kPowers = {1e0, 1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7, 1e8,
+                                                             1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16};
+    if (!parts.exponent.empty() || parts.whole.size() + parts.fraction.size() > kMostDigits)
+        return std::nullopt;
+    std::int64_t digits = 0;
+    for (const std::string_view some : {parts.whole, parts.fraction}) {
+        for (const char digit : some)
+            digits = digits * 10 + (digit - '0');
+    }
+    if (digits > kMostExact)
+        return std::nullopt;
+    const double magnitude = static_cast<double>(digits) / kPowers[parts.fraction.size()];
+    return parts.isNegative ? -magnitude : magnitude;
+}
+
 std::optional<std::uint32_t> hexOf(std::string_view text) {
     std::uint32_t value = 0;
     if (text.size() < 4)
@@ -182,9 +203,13 @@ std::optional<std::int64_t> integerOf(std::string_view token) {
 }
 
 std::optional<double> doubleOf(std::string_view token) {
+    const auto parts = numberParts(token);
+    if (!parts)
+        return std::nullopt;
+    if (const auto value = fewDigits(*parts))
+        return value;
     double value = 0;
-    const char* const end = token.data() + token.size();
-    if (!isNumber(token) || std::from_chars(token.data(), end, value).ec != std::errc())
+    if (std::from_chars(token.data(), token.data() + token.size(), value).ec != std::errc())
         return std::nullopt;
     return value;
 }
