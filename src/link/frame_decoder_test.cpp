@@ -166,14 +166,11 @@ std::size_t residentBytes() {
 }
 
 TEST(FrameDecoderTest, TouchesNoMemoryForALengthThatLies) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "a sanitizer touches shadow memory for every allocation";
-#endif
     std::vector<FrameDecoder> decoders(20);
     const std::size_t before = residentBytes();
     for (auto& decoder : decoders)
         EXPECT_THAT(feed(decoder, lengthOf(kMaxFrameLength) + '\x01' + "five!"), IsEmpty());
-    EXPECT_LT(residentBytes() - before, kMaxFrameLength);
+    EXPECT_LT(residentBytes(), before + kMaxFrameLength);
 }
 
 } // namespace
