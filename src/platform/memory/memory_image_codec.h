@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// An image codec that answers what a test told it to.
+// An image codec that answers what a test told it to, and records what it was asked. It knows no format, so that the
+// contract suite does not run on it: of the port's promises it keeps those on threads and on failure.
 #pragma once
 
 #include "platform/image_codec.h"
