@@ -70,15 +70,22 @@ bool canRead(const char* format) {
     return isFound;
 }
 
-// The most memory that this process has ever had mapped, in MB.
-std::size_t peakMegabytes() {
+std::size_t megabytesOf(const std::string& line) {
     std::ifstream status("/proc/self/status");
     std::string word;
     std::size_t kilobytes = 0;
-    while (status >> word && word != "VmPeak:") {
+    while (status >> word && word != line) {
     }
     status >> kilobytes;
     return kilobytes / 1024;
+}
+
+// The most memory that this process has ever had mapped, and had resident, in MB.
+std::size_t peakMegabytes() {
+    return megabytesOf("VmPeak:");
+}
+std::size_t peakResidentMegabytes() {
+    return megabytesOf("VmHWM:");
 }
 
 class ImageCodecContract : public testing::Test {
@@ -259,6 +266,41 @@ TEST_F(ImageCodecContract, AHeaderThatLiesAboutTheSizeCostsNoMemory) {
         EXPECT_EQ(toJpeg(liars[i]), std::nullopt) << i;
         EXPECT_LT(peakMegabytes() - before, 64U) << i;
     }
+}
+
+TEST_F(ImageCodecContract, WhatAPngHoldsBesideItsPixelsCostsNoMemory) {
+    constexpr std::size_t kComment = 7'900'000; // libpng itself refuses more than 8,000,000 in one
+    const Bytes small = sample::png(64, 40, {.colorType = PNG_COLOR_TYPE_RGB}, halves(64, kRed, kBlue));
+    const Bytes commented = sample::withComments(small, 30, kComment);
+    const std::size_t before = peakMegabytes();
+    const auto jpeg = toJpeg(commented);
+    EXPECT_LT(peakMegabytes() - before, 64U);
+    ASSERT_TRUE(jpeg.has_value());
+    EXPECT_THAT(Decoded(*jpeg).at(8, 20), IsAbout(kRed));
+}
+
+TEST_F(ImageCodecContract, AnInterlacedHeaderWithoutRowsCostsNoMemory) {
+    const Bytes header = sample::pngHeader(11'000, 11'000, true);
+    const std::size_t before = peakResidentMegabytes();
+    EXPECT_EQ(toJpeg(header), std::nullopt);
+    EXPECT_LT(peakResidentMegabytes() - before, 64U);
+}
+
+TEST_F(ImageCodecContract, AJpegOfMoreScansThanAnyoneWritesIsRefused) {
+    for (const int scans : {2, 10, 64})
+        EXPECT_EQ(converted(sample::progressiveJpeg(scans)).width, 16) << scans;
+    EXPECT_EQ(toJpeg(sample::progressiveJpeg(65)), std::nullopt);
+}
+
+TEST_F(ImageCodecContract, ALargeJpegIsAllowedFewerScans) {
+    const auto enlarged = [](Bytes jpeg, std::uint8_t size) {
+        const std::size_t frame = textOf(jpeg).find("\xFF\xC2");
+        EXPECT_NE(frame, std::string_view::npos);
+        jpeg[frame + 5] = jpeg[frame + 7] = size; // the upper byte of the height and the width
+        return jpeg;
+    };
+    EXPECT_EQ(converted(enlarged(sample::progressiveJpeg(10), 4)).width, 4 * 256 + 16);
+    EXPECT_EQ(toJpeg(enlarged(sample::progressiveJpeg(64), 31)), std::nullopt); // 4 thousand million pixels to draw
 }
 
 TEST_F(ImageCodecContract, AFileThatIsCutOffAnywhereIsNone) {

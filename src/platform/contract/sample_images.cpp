@@ -3,8 +3,12 @@
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
+#include <jpeglib.h>
 #include <png.h>
+#include <zlib.h>
 
+#include <array>
+#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <vector>
@@ -95,14 +99,88 @@ Bytes writePng(std::uint32_t width, std::uint32_t height, const PngKind& kind, c
     return file;
 }
 
+std::string deflated(const std::string& bytes) {
+    uLongf size = compressBound(bytes.size());
+    std::string packed(size, '\0');
+    EXPECT_EQ(compress(reinterpret_cast<Bytef*>(packed.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()),
+                       bytes.size()),
+              Z_OK);
+    packed.resize(size);
+    return packed;
+}
+
+void appendChunk(Bytes& file, const std::string& name, const std::string& content) {
+    const auto appendNumber = [&file](std::uint32_t number) {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            file.push_back(static_cast<std::uint8_t>(number >> shift));
+    };
+    const std::string checked = name + content;
+    appendNumber(static_cast<std::uint32_t>(content.size()));
+    file.insert(file.end(), checked.begin(), checked.end());
+    appendNumber(static_cast<std::uint32_t>(
+        crc32(0, reinterpret_cast<const Bytef*>(checked.data()), static_cast<uInt>(checked.size()))));
+}
+
 } // namespace
 
 Bytes png(int width, int height, const PngKind& kind, const Picture& picture) {
     return writePng(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), kind, &picture);
 }
 
-Bytes pngHeader(std::uint32_t width, std::uint32_t height) {
-    return writePng(width, height, {.colorType = PNG_COLOR_TYPE_RGB_ALPHA}, nullptr);
+Bytes pngHeader(std::uint32_t width, std::uint32_t height, bool isInterlaced) {
+    Bytes file =
+        writePng(width, height, {.colorType = PNG_COLOR_TYPE_RGB_ALPHA, .isInterlaced = isInterlaced}, nullptr);
+    const std::uint8_t headOfPixels[] = {0, 0, 1, 0, 'I', 'D', 'A', 'T'}; // of 256 bytes, as announced
+    file.insert(file.end(), std::begin(headOfPixels), std::end(headOfPixels));
+    return file;
+}
+
+Bytes withComments(const Bytes& png, int comments, std::size_t size) {
+    const std::string text = deflated(std::string(size, 'x'));
+    const std::string keyword("Comment\0", 8);
+    const std::string latin = keyword + std::string(1, '\0') + text;
+    const std::string international = keyword + std::string("\1\0\0\0", 4) + text;
+    constexpr std::ptrdiff_t kEndOfHeader = 33; // the signature and IHDR
+    Bytes file(png.begin(), png.begin() + kEndOfHeader);
+    for (int i = 0; i < comments; ++i)
+        appendChunk(file, i % 2 == 0 ? "zTXt" : "iTXt", i % 2 == 0 ? latin : international);
+    file.insert(file.end(), png.begin() + kEndOfHeader, png.end());
+    return file;
+}
+
+Bytes progressiveJpeg(int scans) {
+    // The mean of the blocks in one scan or two, every other coefficient in a scan of its own, the rest in the last.
+    std::vector<jpeg_scan_info> script;
+    const bool isMeanRefined = scans > 64;
+    script.push_back({1, {0}, 0, 0, 0, isMeanRefined ? 1 : 0});
+    if (isMeanRefined)
+        script.push_back({1, {0}, 0, 0, 1, 0});
+    for (int coefficient = 1; static_cast<int>(script.size()) < scans; ++coefficient) {
+        const bool isLast = static_cast<int>(script.size()) + 1 == scans;
+        script.push_back({1, {0}, coefficient, isLast ? 63 : coefficient, 0, 0});
+    }
+    jpeg_error_mgr errors{};
+    jpeg_compress_struct writer{};
+    writer.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&writer);
+    unsigned char* bytes = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&writer, &bytes, &size);
+    writer.image_width = writer.image_height = 16;
+    writer.input_components = 1;
+    writer.in_color_space = JCS_GRAYSCALE;
+    jpeg_set_defaults(&writer);
+    writer.scan_info = script.data();
+    writer.num_scans = static_cast<int>(script.size());
+    jpeg_start_compress(&writer, TRUE);
+    std::array<JSAMPLE, 16> row{};
+    JSAMPROW rows[] = {row.data()};
+    for (std::size_t y = 0; y < row.size(); ++y)
+        jpeg_write_scanlines(&writer, rows, 1);
+    jpeg_finish_compress(&writer);
+    jpeg_destroy_compress(&writer);
+    const std::unique_ptr<unsigned char, decltype(&std::free)> owned(bytes, &std::free);
+    return copyOf({bytes, size});
 }
 
 Bytes file(const std::string& format, int width, int height, const Picture& picture) {

@@ -23,8 +23,12 @@ struct PngKind {
 };
 
 Bytes png(int width, int height, const PngKind& kind, const Picture& picture);
-// What comes before the pixels of a PNG of that size.
-Bytes pngHeader(std::uint32_t width, std::uint32_t height);
+// A PNG of that size up to where its pixels would begin.
+Bytes pngHeader(std::uint32_t width, std::uint32_t height, bool isInterlaced = false);
+// `png` with comments before its pixels, in either form that is compressed, each of which inflates to `size` bytes.
+Bytes withComments(const Bytes& png, int comments, std::size_t size);
+// A grey JPEG of 16 by 16 in that many scans, up to 65.
+Bytes progressiveJpeg(int scans);
 // In a format that gdk-pixbuf writes: "jpeg", "tiff", "bmp", "webp".
 Bytes file(const std::string& format, int width, int height, const Picture& picture);
 // A GIF of 8 by 8, a red frame and a blue one.

@@ -47,14 +47,20 @@ std::size_t afterSubBlocks(const Fields& file, std::size_t at) {
     return at + 1;
 }
 
+// The segment that tells of the size of a JPEG; the three left out are tables and an extension.
+bool isFrameOfJpeg(std::uint32_t marker) {
+    return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+}
+
 std::size_t colorTableBytes(std::uint32_t flags) {
     return (flags & 0x80) != 0 ? std::size_t{3} << ((flags & 7) + 1) : 0;
 }
 
 } // namespace
 
-bool isWholeJpeg(ByteView bytes) {
+JpegOutline outlineOfJpeg(ByteView bytes) {
     const Fields file(bytes);
+    JpegOutline outline;
     std::size_t at = 2; // after the start of the image
     while (at + 1 < file.size()) {
         const std::uint32_t marker = file.byte(at + 1);
@@ -62,14 +68,20 @@ bool isWholeJpeg(ByteView bytes) {
             ++at; // fill bytes, and rubbish that decoders skip
             continue;
         }
-        if (marker == 0xD9)
-            return true;
+        if (marker == 0xD9) {
+            outline.isWhole = true;
+            return outline;
+        }
+        if (isFrameOfJpeg(marker))
+            outline.pixels = std::max(outline.pixels, std::uint64_t{file.big16(at + 5)} * file.big16(at + 7));
         const bool hasLength = marker != 0x00 && marker != 0x01 && !(marker >= 0xD0 && marker <= 0xD8);
         at += 2 + (hasLength ? std::max(file.big16(at + 2), 2U) : 0);
-        if (marker == 0xDA)
+        if (marker == 0xDA) {
+            ++outline.scans;
             at = afterScan(file, at);
+        }
     }
-    return false;
+    return outline;
 }
 
 bool isWholeBmp(ByteView bytes) {

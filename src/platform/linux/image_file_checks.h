@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What gdk-pixbuf's loaders do not check: some make up the pixels of a file that is cut off, and the one for WebP tells
-// the size of an image only when it has allocated it.
+// What gdk-pixbuf's loaders do not check: some make up the pixels of a file that is cut off, the one for WebP tells the
+// size of an image only when it has allocated it, and the one for JPEG draws the whole image anew for every scan.
 #pragma once
 
 #include "base/bytes.h"
@@ -11,10 +11,16 @@
 namespace vexil::image_file {
 
 // False where the file ends before its (first) image does. Damage within is left to the decoder.
-[[nodiscard]] bool isWholeJpeg(ByteView file);
 [[nodiscard]] bool isWholeBmp(ByteView file);
 [[nodiscard]] bool isWholeGif(ByteView file);
 [[nodiscard]] bool isWholeWebp(ByteView file);
+
+struct JpegOutline {
+    bool isWhole = false; // as above
+    std::uint64_t scans = 0;
+    std::uint64_t pixels = 0; // of one scan
+};
+[[nodiscard]] JpegOutline outlineOfJpeg(ByteView file);
 
 struct Size {
     std::uint32_t width;

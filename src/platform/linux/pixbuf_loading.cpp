@@ -14,6 +14,11 @@ namespace {
 // Enough for every format to know its size, so that the rest of an image that is too large is not even looked at.
 constexpr std::size_t kPiece = 65'536;
 
+// Programs write about ten scans, and a picture of our largest size in that many still passes. A file may claim
+// thousands in few bytes, and keep the decoder busy for an hour.
+constexpr std::uint64_t kMaxJpegScans = 64;
+constexpr std::uint64_t kMaxJpegPixelsOfAllScans = 2'000'000'000;
+
 using LoaderPointer = std::unique_ptr<GdkPixbufLoader, UnrefObject>;
 
 // The name under which gdk-pixbuf knows the format; null for one that we do not read. It would try more of them, such
@@ -31,9 +36,13 @@ const char* formatOf(ByteView image) {
     return head.starts_with("GIF8") ? "gif" : nullptr;
 }
 
-bool isWhole(ByteView image, std::string_view format) {
+bool isWorthDecoding(const image_file::JpegOutline& jpeg) {
+    return jpeg.isWhole && jpeg.scans <= kMaxJpegScans && jpeg.scans * jpeg.pixels <= kMaxJpegPixelsOfAllScans;
+}
+
+bool isWorthDecoding(ByteView image, std::string_view format) {
     if (format == "jpeg")
-        return image_file::isWholeJpeg(image);
+        return isWorthDecoding(image_file::outlineOfJpeg(image));
     if (format == "bmp")
         return image_file::isWholeBmp(image);
     if (format == "gif")
@@ -69,7 +78,7 @@ bool feed(GdkPixbufLoader* loader, ByteView image, const SizeCheck& check) {
 
 PixbufPointer loadPixbuf(ByteView image, bool (*isTooLarge)(std::uint64_t width, std::uint64_t height)) {
     const char* format = formatOf(image);
-    if (format == nullptr || !isWhole(image, format))
+    if (format == nullptr || !isWorthDecoding(image, format))
         return nullptr;
     if (const auto size = image_file::webpSize(image); size && isTooLarge(size->width, size->height))
         return nullptr;

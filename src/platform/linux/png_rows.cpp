@@ -4,6 +4,7 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
 
 namespace vexil {
@@ -18,7 +19,7 @@ struct PngRows::State {
     std::size_t bytesPerRow = 0;
     bool hasAlpha = false;
     int passes = 1;
-    Bytes whole; // of an interlaced image
+    std::unique_ptr<std::uint8_t, decltype(&std::free)> whole{nullptr, &std::free}; // of an interlaced image
     std::size_t nextRow = 0;
 
     ~State() { png_destroy_read_struct(&reader, &info, nullptr); }
@@ -57,6 +58,9 @@ bool PngRows::open() {
     if (state_->info == nullptr || setjmp(png_jmpbuf(state_->reader)) != 0)
         return false;
     png_set_read_fn(state_->reader, state_.get(), State::read);
+    // Comments, profiles and suggested palettes would be inflated and kept, a thousand of them, before the size is
+    // known. What the pixels need is not among these.
+    png_set_keep_unknown_chunks(state_->reader, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_set_user_limits(state_->reader, PNG_UINT_31_MAX, PNG_UINT_31_MAX); // the caller looks at the size
     png_read_info(state_->reader, state_->info);
     return true;
@@ -75,9 +79,10 @@ bool PngRows::startRows() {
         return false;
     if (state_->passes == 1)
         return true;
-    // Rows that a pass leaves out have to be there from the pass before.
-    state_->whole.assign(state_->bytesPerRow * height(), 0);
-    return readPasses();
+    // Rows that a pass leaves out have to be there from the pass before. Asked for as zeros, the memory becomes
+    // resident only row by row, so that a header without rows costs none.
+    state_->whole.reset(static_cast<std::uint8_t*>(std::calloc(height(), state_->bytesPerRow)));
+    return state_->whole != nullptr && readPasses();
 }
 
 bool PngRows::prepareRows() {
@@ -98,7 +103,7 @@ bool PngRows::readPasses() {
         return false;
     for (int pass = 0; pass < state_->passes; ++pass) {
         for (std::size_t row = 0; row < height(); ++row)
-            png_read_row(state_->reader, state_->whole.data() + row * state_->bytesPerRow, nullptr);
+            png_read_row(state_->reader, state_->whole.get() + row * state_->bytesPerRow, nullptr);
     }
     return true;
 }
@@ -112,8 +117,8 @@ std::size_t PngRows::bytesPerRow() const {
 }
 
 bool PngRows::readRows(std::uint8_t* rows, std::uint32_t count) {
-    if (!state_->whole.empty()) {
-        std::memcpy(rows, state_->whole.data() + state_->nextRow * state_->bytesPerRow, count * state_->bytesPerRow);
+    if (state_->whole != nullptr) {
+        std::memcpy(rows, state_->whole.get() + state_->nextRow * state_->bytesPerRow, count * state_->bytesPerRow);
         state_->nextRow += count;
         return true;
     }
