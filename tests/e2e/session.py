@@ -112,8 +112,11 @@ class Process:
 
     def stop(self):
         if self.is_running:
+            # Only to one that is stopped: elsewhere it can undo the SIGSTOP with which LeakSanitizer holds threads.
+            was_stopped = "T" in self._status_text("State").split()
             self._child.terminate()
-            self._child.send_signal(signal.SIGCONT)
+            if was_stopped:
+                self._child.send_signal(signal.SIGCONT)
             try:
                 self._child.wait(10)
             except subprocess.TimeoutExpired:
@@ -137,8 +140,11 @@ class Process:
         return len(os.listdir(f"/proc/{self.pid}/fd"))
 
     def _status(self, key):
+        return int(self._status_text(key).split()[0])
+
+    def _status_text(self, key):
         text = pathlib.Path(f"/proc/{self.pid}/status").read_text()
-        return int(re.search(rf"^{key}:\s+(\d+) kB", text, re.MULTILINE)[1])
+        return re.search(rf"^{key}:\s+(.*)$", text, re.MULTILINE)[1]
 
     def complaints(self):
         """What a program of ours must not have done by now: written to standard error, or ended of its own."""
@@ -171,6 +177,7 @@ class Session:
             "DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.root}/bus", **SANITIZER_OPTIONS}
         self.bus_address = self.environment["DBUS_SESSION_BUS_ADDRESS"]
         self._bus = None
+        self._last_transcript = None
 
     def _folder(self, name):
         folder = self.root / name
@@ -282,7 +289,9 @@ class Session:
         return [line for process in self.processes if process.is_ours for line in process.complaints()]
 
     def transcript(self):
-        """All output of all processes, for the report of a failed test."""
+        """All output of all processes, for the report of a failed test; as it was in the end, once they are gone."""
+        if self._last_transcript is not None:
+            return self._last_transcript
         parts = []
         for process in self.processes:
             status = "running" if process.is_running else f"ended with {process.exit_status}"
@@ -296,6 +305,7 @@ class Session:
             process.stop()
 
     def remove(self):
+        self._last_transcript = self.transcript()
         shutil.rmtree(self.root, ignore_errors=True)
 
     def close(self):

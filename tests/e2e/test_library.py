@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The library of these tests, checked against itself: what finds faults must not have them."""
 import os
+import signal
 import socket
 
 import pytest
@@ -132,3 +133,10 @@ def test_the_images_are_what_they_say(bare_session):
     width, height, at = images.pixels(flat)
     assert (width, height) == (64, 48)
     assert images.is_near(at(8, 24), (220, 20, 20)) and images.is_near(at(56, 24), (255, 255, 255))
+
+
+def test_a_process_that_is_stopped_can_be_ended(bare_session):
+    sleeper = bare_session.start("sleeper", "/bin/sleep", "1000")
+    sleeper.signal(signal.SIGSTOP)
+    sleeper.stop()
+    assert sleeper.exit_status == -signal.SIGTERM
