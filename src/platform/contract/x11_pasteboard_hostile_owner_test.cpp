@@ -97,15 +97,15 @@ TEST_F(X11PasteboardHostileOwnerTest, MoreThanTheLimitIsAbandonedWhateverWasAnno
     std::atomic<std::size_t> sent = 0;
     const auto owner = copiedBy(inPieces("image/png", 1, [&sent](X11Peer& peer, const auto& request) {
         const Bytes piece(8'000'000, 0);
-        while (peer.waitUntilTaken(request) && sent < 2 * X11SelectionReader::kMaxBytes) {
+        while (peer.waitUntilTaken(request) && sent < 2 * X11ClipboardContent::kMaxDataBytes) {
             peer.setProperty(request.requestor, request.property, request.target, 8, piece);
             xcb_flush(peer.raw());
             sent += piece.size();
         }
     }));
     EXPECT_EQ(session.data(ours(), pasteboard_type::kPng), std::nullopt);
-    EXPECT_GE(sent, X11SelectionReader::kMaxBytes);
-    EXPECT_LT(sent, X11SelectionReader::kMaxBytes + 32'000'000);
+    EXPECT_GE(sent, X11ClipboardContent::kMaxDataBytes);
+    EXPECT_LT(sent, X11ClipboardContent::kMaxDataBytes + 32'000'000);
 }
 
 TEST_F(X11PasteboardHostileOwnerTest, APropertyBeyondTheLimitIsRefusedAtOnce) {
@@ -115,7 +115,7 @@ TEST_F(X11PasteboardHostileOwnerTest, APropertyBeyondTheLimitIsRefusedAtOnce) {
             return peer.notify(request, true);
         }
         const Bytes piece(8'000'000, 0);
-        for (std::size_t size = 0; size <= X11SelectionReader::kMaxBytes; size += piece.size())
+        for (std::size_t size = 0; size <= X11ClipboardContent::kMaxDataBytes; size += piece.size())
             xcb_change_property(peer.raw(), XCB_PROP_MODE_APPEND, request.requestor, request.property, request.target,
                                 8, static_cast<std::uint32_t>(piece.size()), piece.data());
         peer.notify(request, true);
@@ -123,6 +123,69 @@ TEST_F(X11PasteboardHostileOwnerTest, APropertyBeyondTheLimitIsRefusedAtOnce) {
     EXPECT_EQ(session.data(ours(), pasteboard_type::kPng), std::nullopt);
     const auto next = copiedByXclip("next");
     EXPECT_THAT(session.string(ours()), Optional(std::string("next")));
+}
+
+TEST_F(X11PasteboardHostileOwnerTest, TextBeyondWhatTheLinkTakesIsRefusedAtOnce) {
+    const auto owner = copiedBy(inPieces("UTF8_STRING", 16 * 1024 * 1024 + 1, [](X11Peer&, const auto&) {}));
+    EXPECT_LT(seconds([this] { EXPECT_EQ(session.string(ours()), std::nullopt); }), 1.0);
+}
+
+TEST_F(X11PasteboardHostileOwnerTest, TextOfUpToSixteenMebibytesIsReadWhateverWasAnnounced) {
+    for (const std::size_t excess : {0U, 1U}) {
+        const auto owner = copiedBy(inPieces("UTF8_STRING", 7, [excess](X11Peer& peer, const auto& request) {
+            const std::string half(8 * 1024 * 1024, 'x');
+            for (const std::string& piece : {half, half, half.substr(0, excess), std::string()}) {
+                if (!peer.waitUntilTaken(request))
+                    return;
+                peer.setProperty(request.requestor, request.property, request.target, 8, bytesOf(piece));
+                xcb_flush(peer.raw());
+            }
+        }));
+        const auto text = session.string(ours());
+        EXPECT_EQ(text ? text->size() : 0, excess == 0 ? 16U * 1024 * 1024 : 0U);
+    }
+}
+
+TEST_F(X11PasteboardHostileOwnerTest, AnOwnerThatListsMoreThanAnyoneHasIsReadNoFurther) {
+    const auto owner = copiedBy([](X11Peer& peer, const auto& request, const std::string& target) {
+        if (target == "TARGETS")
+            peer.setAtoms(request.requestor, request.property,
+                          std::vector<xcb_atom_t>(16'385, peer.atom("UTF8_STRING")));
+        else
+            peer.setProperty(request.requestor, request.property, request.target, 8, bytesOf("text"));
+        peer.notify(request, true);
+    });
+    EXPECT_EQ(session.types(ours()), std::nullopt);
+    EXPECT_EQ(session.string(ours()), std::nullopt);
+    EXPECT_THAT(owner->asked(), ElementsAre("TARGETS"));
+}
+
+TEST_F(X11PasteboardHostileOwnerTest, APasswordHintLongerThanAWordConcealsAtOnce) {
+    const auto owner = copiedBy(inPieces("x-kde-passwordManagerHint", 65, [](X11Peer&, const auto&) {}));
+    EXPECT_LT(
+        seconds([this] { EXPECT_THAT(session.types(ours()), Optional(ElementsAre(pasteboard_type::kConcealed))); }),
+        1.0);
+}
+
+TEST_F(X11PasteboardHostileOwnerTest, OwnersThatFollowEachOtherAndNeverAnswerPileUpNoReads) {
+    int asked = 0;
+    int answered = 0;
+    const auto count = [&answered](const auto& answer) {
+        ++answered;
+        EXPECT_FALSE(answer.has_value());
+    };
+    std::vector<std::unique_ptr<ScriptedOwner>> owners;
+    const auto start = Clock::now();
+    for (int round = 0; round < 5; ++round) {
+        owners.push_back(copiedBy([](auto&, const auto&, const auto&) {}));
+        EXPECT_TRUE(session.runUntil([&] { return answered >= asked - 1; })); // all but the one under way
+        ours().types(count);
+        ours().string(count);
+        ours().data(pasteboard_type::kPng, count);
+        asked += 3;
+    }
+    EXPECT_LT(Clock::now() - start, X11SelectionReader::kDeadline) << "or deadlines have answered, not the changes";
+    EXPECT_GE(answered, asked - 4);
 }
 
 TEST_F(X11PasteboardHostileOwnerTest, AnOwnerThatTricklesDoesNotHoldUpTheNext) {

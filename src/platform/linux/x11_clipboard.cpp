@@ -74,16 +74,19 @@ void X11Clipboard::write(PasteboardContents contents, X11SelectionOwner::OnWritt
     owner_.write(std::move(contents), std::move(completion));
 }
 
+// Twice, since the deadlines lead to requests, which dispatching sends.
 bool X11Clipboard::process() {
     if (!connection_->dispatch(eventHandler_))
         return false;
     const TimePoint now = Clock::now();
     reader_.onDeadline(now);
     owner_.sender().onDeadline(now);
-    return connection_->dispatch(eventHandler_); // sends what the deadlines led to
+    return connection_->dispatch(eventHandler_);
 }
 
 std::optional<TimePoint> X11Clipboard::deadline() const {
+    if (connection_->isBacklogged())
+        return TimePoint(); // which is long past
     const auto reading = reader_.deadline();
     const auto sending = owner_.sender().deadline();
     return reading && sending ? std::min(reading, sending) : reading ? reading : sending;
@@ -111,9 +114,10 @@ void X11Clipboard::onOwnerChange(const xcb_xfixes_selection_notify_event_t& even
     if (event.selection != connection_->atoms().clipboard)
         return;
     ++changeCount_;
-    content_.ownerChanged(event.owner != XCB_NONE);
     if (!owner_.onOwnerChange(event, changeCount_))
         onForeignChange_(changeCount_);
+    // Last, so that whoever is told that the change overtook a read finds the count raised already.
+    content_.ownerChanged(event.owner != XCB_NONE);
 }
 
 } // namespace vexil

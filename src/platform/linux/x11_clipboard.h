@@ -31,9 +31,9 @@ public:
     void data(const std::string& type, X11ClipboardContent::OnData completion);
     void write(PasteboardContents contents, X11SelectionOwner::OnWritten completion);
 
-    // Does all that can be done without waiting; false where the connection has failed.
+    // Does what can be done without waiting, up to a bound; false where the connection has failed.
     bool process();
-    // When to call process() even if nothing arrives; none while nothing is under way.
+    // When to call process() even if nothing arrives; none while nothing is under way or left over.
     [[nodiscard]] std::optional<TimePoint> deadline() const;
 
 private:

@@ -83,22 +83,27 @@ bool X11Connection::isOwnerChange(const xcb_generic_event_t& event) const {
 
 bool X11Connection::dispatch(EventHandler& onEvent) {
     // Sending may read what arrives meanwhile into memory, where poll() would not see it.
+    std::size_t eventsLeft = kEventsPerDispatch;
     do {
-        while (dispatchArrived(onEvent)) {
+        while (dispatchArrived(onEvent, eventsLeft)) {
         }
         xcb_flush(connection_);
-    } while (dispatchArrived(onEvent));
+    } while (dispatchArrived(onEvent, eventsLeft));
+    isBacklogged_ = eventsLeft == 0;
     return xcb_connection_has_error(connection_) == 0;
 }
 
-bool X11Connection::dispatchArrived(EventHandler& onEvent) {
+bool X11Connection::dispatchArrived(EventHandler& onEvent, std::size_t& eventsLeft) {
     bool hasAny = false;
-    while (const auto event = malloced(xcb_poll_for_event(connection_))) {
+    for (; eventsLeft > 0; --eventsLeft) {
+        const auto event = malloced(xcb_poll_for_event(connection_));
+        if (!event)
+            return deliverReplies(std::nullopt) || hasAny;
         hasAny = true;
         deliverReplies(event->full_sequence);
         onEvent(*event);
     }
-    return deliverReplies(std::nullopt) || hasAny;
+    return false; // replies may have come after events that are left
 }
 
 // An event carries the number of the last request that the server had handled by then, so the replies to that request

@@ -49,9 +49,14 @@ public:
                             }});
     }
 
-    // Hands on all events and replies that have arrived, in the order in which the server sent them, and sends what
-    // waits to be sent. False where the connection has failed.
+    static constexpr std::size_t kEventsPerDispatch = 1000;
+
+    // Hands on the events and replies that have arrived, in the order in which the server sent them, and sends what
+    // waits to be sent. Stops at kEventsPerDispatch, so that a flood of events leaves time for all else. False where
+    // the connection has failed.
     bool dispatch(EventHandler& onEvent);
+    // Whether the last dispatch stopped before it was through; poll() may then not see what is left.
+    [[nodiscard]] bool isBacklogged() const { return isBacklogged_; }
 
 private:
     struct Awaited {
@@ -62,7 +67,7 @@ private:
     explicit X11Connection(xcb_connection_t* connection) : connection_(connection) {}
     bool prepare(int screen);
     bool deliverReplies(std::optional<std::uint32_t> upTo);
-    bool dispatchArrived(EventHandler& onEvent);
+    bool dispatchArrived(EventHandler& onEvent, std::size_t& eventsLeft);
 
     xcb_connection_t* connection_;
     xcb_window_t window_ = XCB_NONE;
@@ -70,6 +75,7 @@ private:
     X11Atoms atoms_{};
     std::uint8_t firstXFixesEvent_ = 0;
     std::size_t maxPropertyBytes_ = 0;
+    bool isBacklogged_ = false;
     std::deque<Awaited> awaited_; // in the order of the requests
 };
 

@@ -17,8 +17,8 @@ namespace vexil {
 
 // The change count is the number of new owners since the start, those that came by the end of the old one included. It
 // shows a write of ours from the turn of its completion on, not earlier, so that nobody takes that write for another
-// program's. An owner that was silent for 2 s is not asked again before the next change, and content of more than
-// 256 MiB reads as none.
+// program's. An owner that was silent for 2 s is not asked again before the next change. An image of more than
+// 256 MiB reads as none, and so does text of more than 16 MiB, which would not fit into a frame of the link.
 //
 // Without a display nothing is ever there. A display that does not answer, or ends, is tried again every 2 s; nothing
 // is written to standard error.

@@ -3,33 +3,18 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace vexil {
 
 namespace {
 
-constexpr std::uint32_t kWordsPerRead = 1'048'576;
-
-Bytes joined(const std::vector<std::string>& parts) {
-    std::size_t size = 0;
-    for (const std::string& part : parts)
-        size += part.size();
-    Bytes whole(size);
-    std::uint8_t* end = whole.data();
-    for (const std::string& part : parts) {
-        std::memcpy(end, part.data(), part.size());
-        end += part.size();
-    }
-    return whole;
-}
+constexpr std::size_t kMaxBytesPerRead = 4'194'304;
 
 } // namespace
 
-void X11SelectionReader::convert(xcb_atom_t target, Completion completion) {
-    waiting_.push_back({target, owner_, std::move(completion)});
+void X11SelectionReader::convert(xcb_atom_t target, std::size_t maxBytes, Completion completion) {
+    waiting_.push_back({target, maxBytes, std::move(completion)});
     if (!transfer_)
         startNext();
 }
@@ -49,9 +34,9 @@ void X11SelectionReader::startNext() {
 }
 
 void X11SelectionReader::ownerChanged() {
-    ++owner_;
     if (transfer_ && !transfer_->lastMoment)
         transfer_->lastMoment = Clock::now() + kDeadline;
+    fail(std::exchange(waiting_, {}), X11ReadFailure::refused);
 }
 
 void X11SelectionReader::onSelectionNotify(const xcb_selection_notify_event_t& event) {
@@ -80,9 +65,11 @@ void X11SelectionReader::onPropertyNotify(const xcb_property_notify_event_t& eve
 // The server deletes the property along with the read that reaches its end, which tells the owner to go on.
 void X11SelectionReader::readProperty() {
     transfer_->stage = Stage::reading;
-    const auto cookie =
-        xcb_get_property(connection_.raw(), 1, connection_.window(), transfer_->property, XCB_GET_PROPERTY_TYPE_ANY,
-                         static_cast<std::uint32_t>(transfer_->pieceBytes / 4), kWordsPerRead);
+    // What is beyond the limit need not come to be refused: the reply says how much there is.
+    const std::size_t bytes = std::min(kMaxBytesPerRead, transfer_->question.maxBytes + 1);
+    const auto cookie = xcb_get_property(
+        connection_.raw(), 1, connection_.window(), transfer_->property, XCB_GET_PROPERTY_TYPE_ANY,
+        static_cast<std::uint32_t>(transfer_->pieceBytes / 4), static_cast<std::uint32_t>((bytes + 3) / 4));
     connection_.whenReplied<xcb_get_property_reply_t>(
         cookie.sequence, lifetime_.guard([this, number = transferNumber_](const xcb_get_property_reply_t* reply) {
             if (transfer_ && number == transferNumber_)
@@ -111,17 +98,18 @@ void X11SelectionReader::onPropertyReply(const xcb_get_property_reply_t* reply) 
         transfer.stage = Stage::awaitingPiece;
         return;
     }
-    finish(X11Property{transfer.type, transfer.format, joined(transfer.parts)});
+    finish(std::move(transfer.received));
 }
 
 void X11SelectionReader::onIncrementalStart(const xcb_get_property_reply_t& reply) {
     std::uint32_t announced = 0; // a lower bound, which some owners leave at zero
     if (reply.format == 32 && reply.value_len >= 1)
         std::memcpy(&announced, xcb_get_property_value(&reply), sizeof announced);
-    if (announced > kMaxBytes)
+    if (announced > transfer_->question.maxBytes)
         return abandon(X11ReadFailure::tooLarge);
     if (reply.bytes_after > 0)
         return abandon(X11ReadFailure::refused);
+    transfer_->received.bytes.reserve(announced);
     transfer_->isIncremental = true;
     transfer_->stage = Stage::awaitingPiece;
     progress();
@@ -131,20 +119,24 @@ void X11SelectionReader::onIncrementalStart(const xcb_get_property_reply_t& repl
 bool X11SelectionReader::append(const xcb_get_property_reply_t& reply) {
     Transfer& transfer = *transfer_;
     const auto length = static_cast<std::size_t>(xcb_get_property_value_length(&reply));
-    if (transfer.type == XCB_NONE) {
-        transfer.type = reply.type;
-        transfer.format = reply.format;
-    } else if (length > 0 && (transfer.type != reply.type || transfer.format != reply.format)) {
+    X11Property& received = transfer.received;
+    if (received.type == XCB_NONE) {
+        received.type = reply.type;
+        received.format = reply.format;
+    } else if (length > 0 && (received.type != reply.type || received.format != reply.format)) {
         abandon(X11ReadFailure::refused);
         return false;
     }
-    if (transfer.receivedBytes + length + reply.bytes_after > kMaxBytes) {
+    if (received.bytes.size() + length + reply.bytes_after > transfer.question.maxBytes) {
         abandon(X11ReadFailure::tooLarge);
         return false;
     }
-    if (length > 0)
-        transfer.parts.emplace_back(static_cast<const char*>(xcb_get_property_value(&reply)), length);
-    transfer.receivedBytes += length;
+    if (reply.bytes_after > 0 && !transfer.isIncremental)
+        received.bytes.reserve(received.bytes.size() + length + reply.bytes_after);
+    if (length > 0) {
+        received.bytes.resize(received.bytes.size() + length);
+        std::memcpy(received.bytes.data() + received.bytes.size() - length, xcb_get_property_value(&reply), length);
+    }
     transfer.pieceBytes += length;
     return true;
 }
@@ -162,15 +154,17 @@ std::optional<TimePoint> X11SelectionReader::deadline() const {
 void X11SelectionReader::onDeadline(TimePoint now) {
     if (!transfer_ || now < transfer_->deadline)
         return;
-    // Whoever asked the same owner would wait in vain, too.
+    // Whoever asked the same owner would wait in vain, too. All that wait asked the present one.
     std::deque<Question> hopeless;
-    std::deque<Question> others;
-    for (Question& question : waiting_)
-        (question.owner == transfer_->question.owner ? hopeless : others).push_back(std::move(question));
-    waiting_ = std::move(others);
+    if (!transfer_->lastMoment)
+        hopeless.swap(waiting_);
     abandon(X11ReadFailure::silent);
-    for (Question& question : hopeless)
-        question.completion(Failure{X11ReadFailure::silent});
+    fail(std::move(hopeless), X11ReadFailure::silent);
+}
+
+void X11SelectionReader::fail(std::deque<Question> questions, X11ReadFailure failure) {
+    for (Question& question : questions)
+        question.completion(Failure{failure});
 }
 
 // The owner may yet answer, or go on sending: the next question uses another property.

@@ -12,8 +12,6 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace vexil {
 
@@ -25,9 +23,9 @@ struct X11Property {
 };
 
 enum class X11ReadFailure {
-    refused,  // the owner has no such target, ended, or broke the rules of the transfer
+    refused,  // the owner has no such target, was replaced, or broke the rules of the transfer
     silent,   // the owner made no progress for kDeadline
-    tooLarge, // more than kMaxBytes
+    tooLarge, // more than the question allows
 };
 
 // On the connection's thread. Questions are asked one after the other, in order; completions may ask again.
@@ -36,14 +34,15 @@ public:
     using Completion = UniqueFunction<void(Result<X11Property, X11ReadFailure>)>;
 
     static constexpr Duration kDeadline = std::chrono::seconds(2);
-    static constexpr std::size_t kMaxBytes = std::size_t{256} * 1024 * 1024;
 
     explicit X11SelectionReader(X11Connection& connection) : connection_(connection) {}
 
-    void convert(xcb_atom_t target, Completion completion);
+    // An answer of more than `maxBytes` is abandoned as soon as that is known, and the rest not received.
+    void convert(xcb_atom_t target, std::size_t maxBytes, Completion completion);
 
     // The clipboard has a new owner. A transfer under way goes on, but has to end within kDeadline, so that an owner
-    // that trickles its bytes cannot hold up those who come after it.
+    // that trickles its bytes cannot hold up those who come after it. Questions that wait are refused: they were meant
+    // for the old owner, and would pile up under a program that takes the clipboard again and again and never answers.
     void ownerChanged();
 
     void onSelectionNotify(const xcb_selection_notify_event_t& event);
@@ -56,7 +55,7 @@ public:
 private:
     struct Question {
         xcb_atom_t target;
-        std::uint64_t owner; // counts the owners that we have seen
+        std::size_t maxBytes;
         Completion completion;
     };
     enum class Stage { asked, reading, awaitingPiece };
@@ -64,14 +63,11 @@ private:
         Question question;
         xcb_atom_t property;
         TimePoint deadline;
-        std::optional<TimePoint> lastMoment; // where set, progress does not move the deadline beyond it
+        std::optional<TimePoint> lastMoment; // set once the owner has been replaced: no deadline is later
         Stage stage = Stage::asked;
         bool isIncremental = false;
         std::size_t pieceBytes = 0; // of the property that is being read
-        xcb_atom_t type = XCB_NONE; // of the first piece; the others have to agree
-        std::uint8_t format = 0;
-        std::vector<std::string> parts = {};
-        std::size_t receivedBytes = 0;
+        X11Property received = {};  // of the first piece's type and format; the others have to agree
     };
 
     void startNext();
@@ -80,6 +76,7 @@ private:
     void onIncrementalStart(const xcb_get_property_reply_t& reply);
     bool append(const xcb_get_property_reply_t& reply);
     void progress();
+    static void fail(std::deque<Question> questions, X11ReadFailure failure);
     void abandon(X11ReadFailure failure);
     void finish(Result<X11Property, X11ReadFailure> result);
 
@@ -87,7 +84,6 @@ private:
     std::deque<Question> waiting_;
     std::optional<Transfer> transfer_;
     std::uint64_t transferNumber_ = 0;
-    std::uint64_t owner_ = 0;
     std::size_t nextProperty_ = 0;
     Lifetime lifetime_;
 };
