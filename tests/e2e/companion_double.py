@@ -30,16 +30,13 @@ class CompanionDouble:
         self._listener.settimeout(timeout)
         return Link(self._listener.accept()[0])
 
-    def welcome(self, timeout=5):
-        """A link of which the hello was taken; None where the nonce was not the one announced."""
-        self.announce()
-        link = self.accept(timeout)
-        request, _ = link.next("hello", timeout)
+    def welcome(self, link):
+        """Takes the hello of a new link, which must carry the nonce that was announced."""
+        request, _ = link.next("hello")
         assert request["t"] == "request" and request["p"].keys() == {"nonce", "app", "build"}
         assert request["p"]["nonce"] == self.nonce
         link.respond(request, {"app": "Vexil Shortcut", "features": FEATURES})
         self.renew_nonce()
-        return link
 
 
 def snapshot(link, timeout=5):
@@ -55,11 +52,19 @@ def report_image(link, image):
     link.event("pasteboard.changed", {"kind": "image", "hasAttachment": True}, id=id, attachment=image)
 
 
-def welcomed(double, program):
-    """The program may still be on its way to the bus when the first heartbeat goes out."""
+def called(double, program):
+    """A link that the program has just made. It may still be on its way to the bus when the first heartbeat goes out,
+    or not have noticed yet that its former link has ended: so the heartbeat is repeated, as the companion does."""
     deadline = time.monotonic() + 10
     while True:
+        double.announce()
         try:
-            return double.welcome(timeout=1)
+            return double.accept(timeout=1)
         except TimeoutError:
             assert program.is_running and time.monotonic() < deadline, "the program does not come"
+
+
+def welcomed(double, program):
+    link = called(double, program)
+    double.welcome(link)
+    return link

@@ -8,7 +8,7 @@ import time
 import pytest
 
 import images
-from companion_double import CompanionDouble, report_image, report_text, snapshot, welcomed
+from companion_double import CompanionDouble, called, report_image, report_text, snapshot, welcomed
 from link_client import ENVELOPE, UUID_TEXT, envelope_bytes, frame, new_id
 from session import wait_until
 
@@ -164,13 +164,11 @@ class TestBeforeAStandIn:
 
     def test_after_a_refusal_it_tries_again_with_the_next_nonce(self, store, double):
         welcomed(double, store).close()
-        time.sleep(0.2)
-        double.announce()
-        with double.accept() as link:
+        with called(double, store) as link:
             request, _ = link.next("hello")
             link.respond(request, error=("bad_nonce", "Nonce rejected"))
         double.renew_nonce()
-        with double.welcome(timeout=5) as link:
+        with welcomed(double, store) as link:
             assert snapshot(link)["history"] == []
 
     def test_bad_heartbeats_are_passed_over(self, store, double):
@@ -183,13 +181,7 @@ class TestBeforeAStandIn:
 
     def test_it_links_again_when_the_link_ends_in_any_state(self, store, double):
         for state in ("before the answer", "after it", "with a request unanswered", "within a frame"):
-            double.announce()
-            while True:
-                try:
-                    link = double.accept(timeout=1)
-                    break
-                except TimeoutError:
-                    double.announce()
+            link = called(double, store)
             request, _ = link.next("hello")
             if state != "before the answer":
                 link.respond(request, {"app": "Vexil Shortcut", "features": []})
