@@ -9,25 +9,41 @@
 #include <cassert>
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 
 namespace vexil {
 
 namespace {
 
-// SQLite gives the files beside the database the mode of the database, so it is enough to make this one first.
-Result<Done, StoreError> createPrivateFile(const std::filesystem::path& file) {
-    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, S_IRUSR | S_IWUSR);
-    const bool isPrivate = descriptor >= 0 && ::fchmod(descriptor, S_IRUSR | S_IWUSR) == 0;
-    const int error = errno;
-    if (descriptor >= 0)
-        ::close(descriptor);
-    if (!isPrivate)
-        return Failure{StoreError{file.string() + " cannot be used: " + std::strerror(error)}};
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+
+StoreError unusable(const std::filesystem::path& file, int error) {
+    return {file.string() + " cannot be used: " + std::strerror(error)};
+}
+
+// SQLite gives the files beside the database the mode of the database, so it is enough to make this one first. A file
+// that is there already is left as it is: it may be another program's. SQLite would open one that cannot be written
+// all the same, and fail at the first copy.
+Result<Done, StoreError> createIfMissing(const std::filesystem::path& file) {
+    const int made = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
+    if (made >= 0)
+        ::close(made);
+    else if (errno != EEXIST || ::faccessat(AT_FDCWD, file.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+        return Failure{unusable(file, errno)};
     return Done{};
 }
 
 } // namespace
+
+Result<Done, StoreError> makePrivate(const std::filesystem::path& database) {
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        const std::filesystem::path file = database.string() + suffix;
+        if (::chmod(file.c_str(), kOwnerOnly) != 0 && errno != ENOENT)
+            return Failure{unusable(file, errno)};
+    }
+    return Done{};
+}
 
 void SqliteConnection::Close::operator()(sqlite3* database) const {
     [[maybe_unused]] const int code = sqlite3_close(database);
@@ -37,7 +53,7 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
 Result<SqliteConnection, StoreError> SqliteConnection::open(const std::filesystem::path& file, Mode mode,
                                                             std::chrono::milliseconds busyTimeout) {
     if (mode == Mode::createIfMissing) {
-        if (auto created = createPrivateFile(file); !created)
+        if (auto created = createIfMissing(file); !created)
             return Failure{created.error()};
     }
     sqlite3* database = nullptr;

@@ -14,6 +14,9 @@
 
 namespace vexil {
 
+// Leaves a database, and the files that SQLite has put beside it, to their owner alone.
+Result<Done, StoreError> makePrivate(const std::filesystem::path& database);
+
 // One connection to one SQLite file. Used from one thread at a time.
 class SqliteConnection {
 public:
@@ -21,7 +24,8 @@ public:
     // How long a statement waits for another program before it gives up.
     static constexpr std::chrono::milliseconds kBusyTimeout{2000};
 
-    // A new file is readable by its owner only, as are the files that SQLite puts beside it. Nothing is read yet.
+    // A new file is readable by its owner only, as are the files that SQLite puts beside it. Of one that is there
+    // nothing is read or changed yet.
     static Result<SqliteConnection, StoreError> open(const std::filesystem::path& file, Mode mode,
                                                      std::chrono::milliseconds busyTimeout = kBusyTimeout);
 

@@ -82,6 +82,10 @@ Result<StoreDatabase, StoreError> StoreDatabase::open(const std::filesystem::pat
         return Failure{connection.error()};
     if (auto prepared = store_schema::prepare(*connection, file); !prepared)
         return Failure{prepared.error()};
+    if (mode == Mode::createIfMissing) {
+        if (auto made = makePrivate(file); !made)
+            return Failure{made.error()};
+    }
     return StoreDatabase(std::move(connection).value());
 }
 

@@ -33,11 +33,19 @@ protected:
         return {std::istreambuf_iterator<char>(stream), {}};
     }
 
+    static mode_t permissionsOf(const std::filesystem::path& path) {
+        struct stat status {};
+        EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+        return status.st_mode & 0777;
+    }
+
     // Why opening fails; the file must come out of it as it was.
     std::string refusal(Mode mode = Mode::createIfMissing) {
+        EXPECT_EQ(::chmod(file.c_str(), 0644), 0);
         const std::string before = contentsOfFile();
         const auto opened = StoreDatabase::open(file, mode);
         EXPECT_EQ(contentsOfFile(), before);
+        EXPECT_EQ(permissionsOf(file), 0644U);
         return opened ? "opened" : opened.error().sentence;
     }
 
@@ -71,11 +79,47 @@ TEST_F(StoreRecoveryTest, OnlyTheOwnerMayReadTheFiles) {
     auto database = StoreDatabase::open(file, Mode::createIfMissing).value();
     EXPECT_TRUE(record(database, "secret"));
     ::umask(former);
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-        struct stat status {};
-        ASSERT_EQ(::stat((file.string() + suffix).c_str(), &status), 0) << suffix;
-        EXPECT_EQ(status.st_mode & 0777, 0600U) << suffix;
-    }
+    for (const char* suffix : {"", "-wal", "-shm"})
+        EXPECT_EQ(permissionsOf(file.string() + suffix), 0600U) << suffix;
+}
+
+TEST_F(StoreRecoveryTest, AStoreThatOthersCouldReadIsClosedToThem) {
+    auto first = StoreDatabase::open(file, Mode::createIfMissing).value();
+    ASSERT_TRUE(record(first, "secret"));
+    for (const char* suffix : {"", "-wal", "-shm"})
+        ASSERT_EQ(::chmod((file.string() + suffix).c_str(), 0644), 0) << suffix;
+    auto second = StoreDatabase::open(file, Mode::createIfMissing).value();
+    for (const char* suffix : {"", "-wal", "-shm"})
+        EXPECT_EQ(permissionsOf(file.string() + suffix), 0600U) << suffix;
+}
+
+TEST_F(StoreRecoveryTest, AFileThatMayNotBeWrittenIsRefusedAtOnce) {
+    ASSERT_TRUE(StoreDatabase::open(file, Mode::createIfMissing));
+    ASSERT_EQ(::chmod(file.c_str(), 0400), 0);
+    if (::access(file.c_str(), W_OK) == 0)
+        GTEST_SKIP() << "the superuser may write every file";
+    EXPECT_EQ(StoreDatabase::open(file, Mode::createIfMissing).error().sentence,
+              file.string() + " cannot be used: Permission denied");
+}
+
+TEST_F(StoreRecoveryTest, ADatabaseThatCannotBeWrittenAheadIsRefused) {
+    auto connection = SqliteConnection::open(":memory:", Mode::existing).value();
+    const auto prepared = store_schema::prepare(connection, file);
+    ASSERT_FALSE(prepared);
+    EXPECT_EQ(prepared.error().sentence,
+              file.string() + " cannot be given a write-ahead log: its journal mode remains \"memory\"");
+}
+
+TEST_F(StoreRecoveryTest, WhatIsDeletedIsWiped) {
+    auto connection = SqliteConnection::open(file, Mode::createIfMissing).value();
+    ASSERT_TRUE(connection.execute("PRAGMA secure_delete = OFF")); // systems differ in what they begin with
+    ASSERT_TRUE(store_schema::prepare(connection, file));
+    const std::string secret(100, 's');
+    ASSERT_TRUE(connection.run("INSERT INTO categories VALUES ('a', ?, 'c', 1)", secret));
+    ASSERT_TRUE(connection.execute("PRAGMA wal_checkpoint(TRUNCATE)"));
+    EXPECT_THAT(contentsOfFile(), HasSubstr(secret));
+    ASSERT_TRUE(connection.execute("DELETE FROM categories; PRAGMA wal_checkpoint(TRUNCATE)"));
+    EXPECT_THAT(contentsOfFile(), testing::Not(HasSubstr(secret)));
 }
 
 TEST_F(StoreRecoveryTest, AMissingFileIsNotMadeWhereOneIsExpected) {

@@ -97,6 +97,24 @@ Result<std::int64_t, StoreError> versionOf(SqliteConnection& connection, const s
     return *version;
 }
 
+// SQLite reports a journal mode that cannot be had by the one that it keeps, and not as an error.
+Result<Done, StoreError> writeAhead(SqliteConnection& connection, const std::filesystem::path& file) {
+    auto statement = connection.prepare("PRAGMA journal_mode = WAL");
+    if (!statement)
+        return Failure{statement.error()};
+    const auto stepped = statement->step();
+    if (!stepped)
+        return Failure{stepped.error()};
+    const std::string mode = statement->text(0);
+    if (mode != "wal")
+        return Failure{StoreError{file.string() + " cannot be given a write-ahead log: its journal mode remains \"" +
+                                  mode + "\""}};
+    return statement->run();
+}
+
+// What is deleted is overwritten as well: among the copies there will be secrets.
+constexpr const char* kSettings = "PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON; PRAGMA secure_delete = ON";
+
 } // namespace
 
 std::int64_t currentVersion() {
@@ -108,8 +126,9 @@ Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesy
         connection.transaction(SqliteConnection::Access::read, [&] { return versionOf(connection, file); });
     if (!found)
         return Failure{found.error()};
-    if (auto set = connection.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON");
-        !set)
+    if (auto logged = writeAhead(connection, file); !logged)
+        return logged;
+    if (auto set = connection.execute(kSettings); !set)
         return set;
     if (*found == currentVersion())
         return Done{};

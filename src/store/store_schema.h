@@ -18,7 +18,8 @@ inline constexpr std::int64_t kApplicationId = 0x56785374;
 [[nodiscard]] std::int64_t currentVersion();
 
 // Brings the database in `file` up to currentVersion(), each step in one transaction, and sets up the connection for
-// durable commits. Refuses, and leaves as it is, a file that another program wrote or that has a newer schema.
+// durable commits, and to wipe what is deleted. Refuses, and leaves as it is, a file that another program wrote or that
+// has a newer schema.
 Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file);
 
 } // namespace vexil::store_schema
