@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/companion_link.h"
 
+#include "link/clipboard_link_errors.h"
 #include "link/clipboard_link_method.h"
 #include "link/clipboard_records.h"
 #include "link/heartbeat_broadcaster.h"
 
 #include <charconv>
 #include <utility>
+#include <variant>
 
 namespace vexil {
 
@@ -35,11 +37,25 @@ CompanionLink::~CompanionLink() = default;
 void CompanionLink::start() {
     observation_ = notifications_.observe(HeartbeatBroadcaster::kNotificationName,
                                           lifetime_.guard([this](const DistributedNotifications::UserInfo& userInfo) {
-                                              if (connection_)
-                                                  return;
                                               if (const auto heartbeat = CompanionHeartbeat::parse(userInfo))
-                                                  connect(*heartbeat);
+                                                  hear(*heartbeat);
                                           }));
+}
+
+void CompanionLink::hear(const CompanionHeartbeat& heartbeat) {
+    if (isConnected_ && isSucceededBy(heartbeat.port))
+        connection_->close();
+    if (!connection_)
+        connect(heartbeat);
+}
+
+// Counted for each port by itself: several companions together beat as often as one that took over.
+bool CompanionLink::isSucceededBy(std::uint16_t port) {
+    if (port == linkedPort_) {
+        heartbeatsOfOthers_.clear();
+        return false;
+    }
+    return ++heartbeatsOfOthers_[port] >= kHeartbeatsToSucceed;
 }
 
 void CompanionLink::connect(const CompanionHeartbeat& heartbeat) {
@@ -69,15 +85,30 @@ void CompanionLink::sayHello(const CompanionHeartbeat& heartbeat) {
 }
 
 void CompanionLink::helloAnswered(std::uint16_t port, const Result<Message, ClipboardLinkError>& answer) {
-    if (!answer) {
-        if (onRefuse)
-            onRefuse(answer.error());
+    if (const auto failure = failureOf(answer)) {
+        if (onHelloFailure)
+            onHelloFailure(*failure);
         connection_->close();
         return;
     }
     isConnected_ = true;
+    linkedPort_ = port;
+    heartbeatsOfOthers_.clear();
     if (onConnect)
         onConnect(port);
+}
+
+std::optional<HelloFailure> CompanionLink::failureOf(const Result<Message, ClipboardLinkError>& answer) const {
+    using Reason = HelloFailure::Reason;
+    if (connection_->isClosed())
+        return HelloFailure{Reason::closed};
+    if (!answer && answer.error() == ClipboardLinkError(link_error::kTimeout))
+        return HelloFailure{Reason::noAnswer};
+    if (!answer)
+        return HelloFailure{Reason::refused, answer.error()};
+    if (!std::holds_alternative<ClipboardHelloAck>(answer->payload))
+        return HelloFailure{Reason::notUnderstood};
+    return std::nullopt;
 }
 
 void CompanionLink::closed() {

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,12 +30,31 @@ struct CompanionHeartbeat {
     bool operator==(const CompanionHeartbeat&) const = default;
 };
 
+// Why a connection to what looked like a companion never became a link.
+struct HelloFailure {
+    enum class Reason {
+        closed, // by the companion, as it does while another main application is linked
+        noAnswer,
+        notUnderstood, // what answered is no companion
+        refused,
+    };
+
+    Reason reason;
+    ClipboardLinkError error = {}; // what the companion answered, where it refused
+
+    bool operator==(const HelloFailure&) const = default;
+};
+
 // Finds a companion by its heartbeat and keeps a link to it. A link that could not be made, was refused (a nonce is
 // good for one hello) or was lost is made anew at the next heartbeat, so the companion's own rhythm is the pace of all
-// attempts. While there is a link, other companions are not listened to. Main queue only.
+// attempts. While there is a link, other companions must wait, unless the linked one has fallen silent: a companion
+// that hangs keeps its end of the stream open for ever. Main queue only.
 class CompanionLink {
 public:
     using Message = ClipboardLinkConnection::Message;
+
+    // So many heartbeats of another companion, and none of the linked one in between, make us follow the other.
+    static constexpr int kHeartbeatsToSucceed = 3;
 
     // Everything that is given outlives the link. `build` is what the companion is told of our version.
     CompanionLink(MainQueue& mainQueue, LoopbackTcp& network, DistributedNotifications& notifications,
@@ -45,7 +65,7 @@ public:
 
     UniqueFunction<void(std::uint16_t port)> onConnect; // the companion has accepted the hello
     UniqueFunction<void()> onDisconnect;                // after onConnect
-    UniqueFunction<void(const ClipboardLinkError&)> onRefuse;
+    UniqueFunction<void(const HelloFailure&)> onHelloFailure;
     // Only while connected: what comes before the hello is accepted is dropped.
     UniqueFunction<void(Message)> onRequest;
     UniqueFunction<void(Message)> onEvent;
@@ -58,9 +78,12 @@ public:
     void sendEvent(ClipboardLinkMethod method);
 
 private:
+    void hear(const CompanionHeartbeat& heartbeat);
+    [[nodiscard]] bool isSucceededBy(std::uint16_t port);
     void connect(const CompanionHeartbeat& heartbeat);
     void sayHello(const CompanionHeartbeat& heartbeat);
     void helloAnswered(std::uint16_t port, const Result<Message, ClipboardLinkError>& answer);
+    [[nodiscard]] std::optional<HelloFailure> failureOf(const Result<Message, ClipboardLinkError>& answer) const;
     void closed();
 
     MainQueue& mainQueue_;
@@ -70,6 +93,8 @@ private:
     std::unique_ptr<NotificationObservation> observation_;
     std::unique_ptr<ClipboardLinkConnection> connection_;
     bool isConnected_ = false;
+    std::uint16_t linkedPort_ = 0;                    // while connected
+    std::map<std::uint16_t, int> heartbeatsOfOthers_; // by port, since the last one from linkedPort_
     Lifetime lifetime_;
 };
 

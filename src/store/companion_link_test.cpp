@@ -16,6 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Reason = HelloFailure::Reason;
 using UserInfo = DistributedNotifications::UserInfo;
 
 // The real companion's side of the link.
@@ -38,7 +39,7 @@ protected:
     CompanionLinkTest() {
         link.onConnect = [this](std::uint16_t) { ++connects; };
         link.onDisconnect = [this] { ++disconnects; };
-        link.onRefuse = [this](const ClipboardLinkError& error) { refusals.push_back(error.code); };
+        link.onHelloFailure = [this](const HelloFailure& failure) { failures.push_back(failure); };
         link.onRequest = [this](CompanionLink::Message request) {
             requests.push_back(request.header.m);
             link.respond(request, ClipboardLinkPayload(ClipboardStoreSnapshot{}), std::nullopt);
@@ -64,7 +65,7 @@ protected:
     CompanionLink link{queue, network, notifications, "1.2.3"};
     int connects = 0;
     int disconnects = 0;
-    std::vector<std::string> refusals;
+    std::vector<HelloFailure> failures;
     std::vector<std::string> requests;
     std::vector<std::string> events;
 };
@@ -129,7 +130,7 @@ TEST_F(CompanionLinkTest, WaitsForTheNextHeartbeatWhenItsNonceIsStale) {
     bus.setDown(false);
     const std::string port = std::to_string(companion->server.port().value());
     post({{"port", port}, {"nonce", "stale"}});
-    EXPECT_THAT(refusals, ElementsAre("bad_nonce"));
+    EXPECT_THAT(failures, ElementsAre(HelloFailure{Reason::refused, {"bad_nonce", "Nonce rejected"}}));
     EXPECT_FALSE(link.isConnected());
     EXPECT_EQ(disconnects, 0);
     nextHeartbeat();
@@ -200,6 +201,10 @@ protected:
     }
 
     void beat() { post({{"port", std::to_string(port)}, {"nonce", "abc"}}); }
+    void acceptHello() {
+        accepted.at(0)->respond(hellos.at(0), ClipboardLinkPayload(ClipboardHelloAck{"Vexil Shortcut", {}}));
+        queue.runUntilIdle();
+    }
 
     std::uint16_t port = 0;
     std::vector<std::unique_ptr<ClipboardLinkConnection>> accepted;
@@ -222,7 +227,7 @@ TEST_F(CompanionLinkLiarTest, WhatComesBeforeTheHelloIsAnsweredIsDropped) {
     queue.runUntilIdle();
     EXPECT_THAT(requests, IsEmpty());
     EXPECT_THAT(events, IsEmpty());
-    accepted[0]->respond(hellos.at(0), ClipboardLinkPayload(ClipboardHelloAck{"Vexil Shortcut", {}}));
+    acceptHello();
     accepted[0]->sendEvent(ClipboardLinkMethod::pasteboardChanged,
                            ClipboardPasteboardChange{ClipboardKind::text, "now", false});
     queue.runUntilIdle();
@@ -234,7 +239,7 @@ TEST_F(CompanionLinkLiarTest, AHelloThatIsNeverAnsweredTimesOutAndIsTriedAnew) {
     beat();
     EXPECT_EQ(accepted.size(), 1U);
     queue.advance(2s);
-    EXPECT_THAT(refusals, ElementsAre("timeout"));
+    EXPECT_THAT(failures, ElementsAre(HelloFailure{Reason::noAnswer}));
     beat();
     EXPECT_EQ(accepted.size(), 2U);
 }
@@ -242,7 +247,77 @@ TEST_F(CompanionLinkLiarTest, AHelloThatIsNeverAnsweredTimesOutAndIsTriedAnew) {
 TEST_F(CompanionLinkLiarTest, APeerThatDiesBeforeItAnswersIsTriedAnew) {
     accepted[0]->close();
     queue.runUntilIdle();
-    EXPECT_THAT(refusals, ElementsAre("closed"));
+    EXPECT_THAT(failures, ElementsAre(HelloFailure{Reason::closed}));
+    beat();
+    EXPECT_EQ(accepted.size(), 2U);
+}
+
+TEST_F(CompanionLinkLiarTest, OnlyAnAcknowledgementAcceptsTheHello) {
+    const auto answerWith = [this](CompanionLink::Message request, ClipboardLinkPayload payload) {
+        accepted.back()->respond(request, std::move(payload));
+        queue.runUntilIdle();
+        EXPECT_FALSE(link.isConnected());
+        EXPECT_TRUE(accepted.back()->isClosed());
+        EXPECT_EQ(failures.back(), HelloFailure{Reason::notUnderstood});
+        beat();
+    };
+    answerWith(hellos.back(), std::monostate());
+    answerWith(hellos.back(), ClipboardLinkEmpty{});
+    answerWith(hellos.back(), ClipboardStoreSnapshot{});
+    auto ofAnotherMethod = hellos.back();
+    ofAnotherMethod.header.m = "store.snapshot";
+    answerWith(ofAnotherMethod, ClipboardStoreSnapshot{});
+    EXPECT_EQ(failures.size(), 4U);
+    EXPECT_EQ(accepted.size(), 5U);
+    EXPECT_EQ(connects + disconnects, 0);
+}
+
+TEST_F(CompanionLinkLiarTest, ACompanionThatFellSilentLosesTheLinkToOneThatBeats) {
+    acceptHello();
+    ASSERT_TRUE(link.isConnected());
+    const auto other = startCompanion(); // its first heartbeat
+    nextHeartbeat();
+    EXPECT_FALSE(other->server.isConnected());
+    EXPECT_FALSE(accepted[0]->isClosed());
+    nextHeartbeat();
+    EXPECT_TRUE(other->server.isConnected());
+    EXPECT_TRUE(accepted[0]->isClosed());
+    EXPECT_EQ(disconnects, 1);
+    beat();
+    beat(); // as it may when it wakes up
+    EXPECT_TRUE(other->server.isConnected());
+}
+
+TEST_F(CompanionLinkLiarTest, OneHeartbeatInTimeKeepsTheLink) {
+    acceptHello();
+    const auto other = startCompanion();
+    for (int i = 0; i < 3; ++i) {
+        nextHeartbeat();
+        beat();
+        nextHeartbeat();
+    }
+    EXPECT_FALSE(other->server.isConnected());
+    EXPECT_FALSE(accepted[0]->isClosed());
+    EXPECT_EQ(disconnects, 0);
+}
+
+TEST_F(CompanionLinkLiarTest, ManyOtherCompanionsAreNoReasonToLeave) {
+    acceptHello();
+    for (int round = 0; round < 3; ++round) {
+        for (std::uint16_t other = 1; other <= 5; ++other)
+            post({{"port", std::to_string(other)}, {"nonce", "abc"}});
+        beat();
+    }
+    EXPECT_TRUE(link.isConnected());
+    EXPECT_EQ(disconnects, 0);
+}
+
+TEST_F(CompanionLinkLiarTest, WhoWasLeftForNobodyIsLinkedAgain) {
+    acceptHello();
+    for (int i = 0; i < CompanionLink::kHeartbeatsToSucceed; ++i)
+        post({{"port", "1"}, {"nonce", "abc"}}); // where nobody listens
+    queue.advance(5s);
+    EXPECT_FALSE(link.isConnected());
     beat();
     EXPECT_EQ(accepted.size(), 2U);
 }

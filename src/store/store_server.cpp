@@ -7,6 +7,24 @@
 
 namespace vexil {
 
+namespace {
+
+std::string sentenceAbout(const HelloFailure& failure) {
+    switch (failure.reason) {
+    case HelloFailure::Reason::closed:
+        return "the companion closed the connection; another main application may be linked";
+    case HelloFailure::Reason::noAnswer:
+        return "the companion did not answer the hello";
+    case HelloFailure::Reason::notUnderstood:
+        return "the hello was answered, but not as a companion does";
+    case HelloFailure::Reason::refused:
+        break;
+    }
+    return "the companion refused the hello: " + failure.error.code + ", " + failure.error.message;
+}
+
+} // namespace
+
 StoreServer::StoreServer(MainQueue& mainQueue, const WallClock& clock, LoopbackTcp& network,
                          DistributedNotifications& notifications, StoreDatabase& database, std::string build)
     : service_(mainQueue, clock, database), link_(mainQueue, network, notifications, std::move(build)) {}
@@ -23,13 +41,22 @@ void StoreServer::start() {
         link_.respond(request, std::move(answer.reply), std::move(answer.attachment));
     });
     link_.onEvent = lifetime_.guard([this](const CompanionLink::Message& event) { service_.handleEvent(event); });
-    link_.onConnect = lifetime_.guard(
-        [this](std::uint16_t port) { notice("linked to the companion on port " + std::to_string(port)); });
-    link_.onDisconnect = lifetime_.guard([this] { notice("the link to the companion is gone"); });
-    link_.onRefuse = lifetime_.guard([this](const ClipboardLinkError& error) {
-        notice("the companion refused the hello: " + error.code + ", " + error.message);
+    link_.onConnect = lifetime_.guard([this](std::uint16_t port) {
+        lastHelloFailure_.clear();
+        notice("linked to the companion on port " + std::to_string(port));
     });
+    link_.onDisconnect = lifetime_.guard([this] { notice("the link to the companion is gone"); });
+    link_.onHelloFailure = lifetime_.guard([this](const HelloFailure& failure) { helloFailed(failure); });
     link_.start();
+}
+
+// The attempts go on at every heartbeat, and mostly fail as the one before did.
+void StoreServer::helloFailed(const HelloFailure& failure) {
+    std::string sentence = sentenceAbout(failure);
+    if (sentence == lastHelloFailure_)
+        return;
+    notice(sentence);
+    lastHelloFailure_ = std::move(sentence);
 }
 
 void StoreServer::notice(const std::string& sentence) {

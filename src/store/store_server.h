@@ -30,9 +30,11 @@ public:
 
 private:
     void notice(const std::string& sentence);
+    void helloFailed(const HelloFailure& failure);
 
     StoreService service_;
     CompanionLink link_;
+    std::string lastHelloFailure_; // the sentence that was said, until a hello is accepted
     Lifetime lifetime_;
 };
 

@@ -133,5 +133,36 @@ TEST_F(StoreServerTest, ARefusedHelloIsSaid) {
     EXPECT_THAT(notices, Contains("the companion refused the hello: bad_nonce, Nonce rejected"));
 }
 
+TEST_F(StoreServerTest, ARunOfRefusalsIsSaidOnce) {
+    const auto refuseTwice = [this] {
+        network.cut(network.connections() - 1);
+        queue.runUntilIdle();
+        for (int i = 0; i < 2; ++i) {
+            notifications.post(HeartbeatBroadcaster::kNotificationName,
+                               {{"port", std::to_string(companion.port().value())}, {"nonce", "stale"}});
+            queue.runUntilIdle();
+        }
+        queue.advance(HeartbeatBroadcaster::kInterval);
+    };
+    notices.clear();
+    refuseTwice();
+    refuseTwice();
+    EXPECT_THAT(notices, ElementsAre("the link to the companion is gone", StartsWith("the companion refused"),
+                                     StartsWith("linked to"), "the link to the companion is gone",
+                                     StartsWith("the companion refused"), StartsWith("linked to")));
+}
+
+TEST_F(StoreServerTest, ACompanionThatIsLinkedToAnotherIsSaidOnce) {
+    StoreServer late{queue, clock, network, notifications, database, "1.2.3"};
+    std::vector<std::string> noticesOfLate;
+    late.onNotice = [&](const std::string& sentence) { noticesOfLate.push_back(sentence); };
+    late.start();
+    const auto before = network.connections();
+    queue.advance(3 * HeartbeatBroadcaster::kInterval);
+    EXPECT_EQ(network.connections(), before + 3);
+    EXPECT_THAT(noticesOfLate,
+                ElementsAre("the companion closed the connection; another main application may be linked"));
+}
+
 } // namespace
 } // namespace vexil
