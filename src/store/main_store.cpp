@@ -86,7 +86,7 @@ int run(int argc, char** argv) {
     serving->add_flag("--verbose", isVerbose, "Print a line for each copy, and whenever the link comes or goes");
 
     bool asJson = false;
-    CLI::App* list = app.add_subcommand("list", "Print the history, the latest copy first");
+    CLI::App* list = app.add_subcommand("list", "Print the history: pinned entries first, then the latest copy first");
     list->add_flag("--json", asJson, "Print an array of objects instead of a table");
 
     std::string id;
