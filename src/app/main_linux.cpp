@@ -5,6 +5,7 @@
 #include "platform/linux/dbus_notifications.h"
 #include "platform/linux/glib_main_queue.h"
 #include "platform/linux/pixbuf_image_codec.h"
+#include "platform/linux/standard_descriptors.h"
 #include "platform/linux/system_secure_random.h"
 #include "platform/linux/thread_serial_queue.h"
 #include "platform/linux/x11_pasteboard.h"
@@ -77,6 +78,7 @@ int serve() {
 } // namespace
 
 int main(int argc, char** /*argv*/) {
+    occupyStandardDescriptors();
     if (argc > 1) {
         std::fputs("vexil-shortcut: takes no arguments; start it by its name alone\n", stderr);
         return 2;

@@ -43,7 +43,7 @@ void ClipboardWatcher::schedulePoll() {
 
 void ClipboardWatcher::poll() {
     const auto change = pasteboard_.changeCount();
-    if (change == lastChangeCount_)
+    if (change == lastChangeCount_ || unprocessedBytes_ > kMaxUnprocessedBytes)
         return;
     lastChangeCount_ = change;
     if (selfWrittenChangeCount_ == change) {
@@ -89,27 +89,36 @@ void ClipboardWatcher::readImage(std::int64_t change, std::size_t preference) {
     pasteboard_.data(kImagePreference.at(preference), ifStillAt(change, std::move(received)));
 }
 
-void ClipboardWatcher::processText(std::string text) {
-    auto publish = lifetime_.guard([this](std::string measured) {
-        server_.publishPasteboardChange(ClipboardKind::text, std::move(measured), std::nullopt);
+template <class Work, class Publish> void ClipboardWatcher::process(std::size_t size, Work work, Publish publish) {
+    unprocessedBytes_ += size;
+    auto finish = lifetime_.guard([this, size, publish = std::move(publish)](auto result) mutable {
+        unprocessedBytes_ -= size;
+        publish(std::move(result));
     });
-    processingQueue_.post([&queue = mainQueue_, publish = std::move(publish), content = std::move(text)]() mutable {
-        if (!text::hasMoreCharactersThan(content, kMaxTextCharacters))
-            queue.post([publish = std::move(publish), content = std::move(content)]() mutable {
-                publish(std::move(content));
-            });
+    processingQueue_.post([&queue = mainQueue_, work = std::move(work), finish = std::move(finish)]() mutable {
+        queue.post([finish = std::move(finish), result = work()]() mutable { finish(std::move(result)); });
+    });
+}
+
+void ClipboardWatcher::processText(std::string text) {
+    const std::size_t size = text.size();
+    auto measure = [text = std::move(text)]() mutable -> std::optional<std::string> {
+        if (text::hasMoreCharactersThan(text, kMaxTextCharacters))
+            return std::nullopt;
+        return std::move(text);
+    };
+    process(size, std::move(measure), [this](std::optional<std::string> measured) {
+        if (measured)
+            server_.publishPasteboardChange(ClipboardKind::text, std::move(measured), std::nullopt);
     });
 }
 
 void ClipboardWatcher::processImage(Bytes image) {
-    auto publish = lifetime_.guard([this](std::optional<Bytes> jpeg) {
+    const std::size_t size = image.size();
+    auto convert = [&codec = codec_, image = std::move(image)] { return codec.toJpeg(image, kJpegQuality); };
+    process(size, std::move(convert), [this](std::optional<Bytes> jpeg) {
         server_.publishPasteboardChange(ClipboardKind::image, std::nullopt, std::move(jpeg));
     });
-    processingQueue_.post(
-        [&queue = mainQueue_, &codec = codec_, publish = std::move(publish), image = std::move(image)]() mutable {
-            auto jpeg = codec.toJpeg(image, kJpegQuality);
-            queue.post([publish = std::move(publish), jpeg = std::move(jpeg)]() mutable { publish(std::move(jpeg)); });
-        });
 }
 
 } // namespace vexil

@@ -30,6 +30,8 @@ public:
     static constexpr Duration kPollInterval = std::chrono::milliseconds(750);
     static constexpr std::size_t kMaxTextCharacters = 4096;
     static constexpr double kJpegQuality = 0.85;
+    // While so much waits to be measured or converted, polls wait too: what is copied meanwhile is one change more.
+    static constexpr std::size_t kMaxUnprocessedBytes = 64U << 20;
 
     // All that is given outlives the watcher, and the last task of `processingQueue` in the codec's case. What is on
     // the pasteboard now is never reported.
@@ -50,6 +52,8 @@ private:
     void readImage(std::int64_t change, std::size_t preference);
     void processText(std::string text);
     void processImage(Bytes image);
+    // Runs `work` on the processing queue and hands what it returns to `publish`, here.
+    template <class Work, class Publish> void process(std::size_t size, Work work, Publish publish);
     // Guards a step of reading: it does nothing once the pasteboard has gone on.
     template <class F> auto ifStillAt(std::int64_t change, F step);
 
@@ -62,6 +66,7 @@ private:
     bool isStarted_ = false;
     std::int64_t lastChangeCount_;
     std::optional<std::int64_t> selfWrittenChangeCount_;
+    std::size_t unprocessedBytes_ = 0;
     Lifetime lifetime_;
 };
 

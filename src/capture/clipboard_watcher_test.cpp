@@ -266,6 +266,23 @@ TEST_F(ClipboardWatcherTest, ChangesAreReportedInTheOrderInWhichTheyWereSeen) {
     EXPECT_THAT(published(), ElementsAre("image jpeg", "text text"));
 }
 
+TEST_F(ClipboardWatcherTest, CopiesWaitWhileTooMuchIsBeingConverted) {
+    connect();
+    codec.answerWith(bytes("jpeg"));
+    processing.hold(true);
+    pasteboard.copyData(pasteboard_type::kPng, Bytes(ClipboardWatcher::kMaxUnprocessedBytes + 1));
+    queue.advance(kPoll);
+    pasteboard.copy("missed");
+    queue.advance(kPoll);
+    pasteboard.copy("seen");
+    queue.advance(kPoll);
+    EXPECT_EQ(processing.waiting(), 1U);
+    EXPECT_EQ(pasteboard.readsOf(pasteboard_type::kString), 1U);
+    processing.hold(false);
+    queue.advance(kPoll);
+    EXPECT_THAT(published(), ElementsAre("image jpeg", "text seen"));
+}
+
 TEST_F(ClipboardWatcherTest, NothingIsPublishedOnceTheWatcherIsGone) {
     connect();
     processing.hold(true);

@@ -43,12 +43,10 @@ void ClipboardLinkConnection::deliver(Message message) {
         return;
     switch (message.header.t) {
     case ClipboardLinkEnvelopeKind::request:
-        if (onRequest)
-            onRequest(std::move(message));
+        call(onRequest, std::move(message));
         break;
     case ClipboardLinkEnvelopeKind::event:
-        if (onEvent)
-            onEvent(std::move(message));
+        call(onEvent, std::move(message));
         break;
     case ClipboardLinkEnvelopeKind::response: {
         const std::string id = message.header.id;
@@ -61,10 +59,24 @@ void ClipboardLinkConnection::deliver(Message message) {
     }
 }
 
+// The callback may close the connection, and whoever hears of that may destroy it: it is kept outside while it runs.
+void ClipboardLinkConnection::call(UniqueFunction<void(Message)>& callback, Message message) {
+    if (!callback)
+        return;
+    auto running = std::exchange(callback, nullptr);
+    auto putBack = lifetime_.guard([&callback, &running] {
+        if (!callback)
+            callback = std::move(running);
+    });
+    running(std::move(message));
+    putBack();
+}
+
 void ClipboardLinkConnection::complete(const std::string& id, Result<Response, ClipboardLinkError> outcome) {
     auto found = pending_.extract(id);
     if (found.empty())
         return; // it came too late, or nobody asked
+    pipeline_->forget(id);
     found.mapped().timeout.cancel();
     found.mapped().completion(std::move(outcome));
 }
@@ -85,6 +97,7 @@ std::string ClipboardLinkConnection::sendRequest(ClipboardLinkMethod method, Cli
         };
         pending_.emplace(id, Pending{.completion = std::move(completion),
                                      .timeout = mainQueue_.after(kRequestTimeout, failWith(link_error::kTimeout))});
+        pipeline_->await(id);
         message.onTooLarge = failWith(link_error::kTooLarge);
     }
     pipeline_->send(std::move(message));

@@ -86,6 +86,7 @@ private:
     };
 
     void deliver(Message message);
+    void call(UniqueFunction<void(Message)>& callback, Message message);
     void complete(const std::string& id, Result<Response, ClipboardLinkError> outcome);
     void failLater(Completion completion);
 

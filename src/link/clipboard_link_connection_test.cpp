@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "link/clipboard_link_connection.h"
+#include "link/test_raw_peer.h"
 #include "platform/memory/memory_loopback_tcp.h"
 
 #include <gmock/gmock.h>
@@ -31,12 +32,7 @@ protected:
     }
 
     void open() {
-        peer = network.connect(port);
-        network.queue().post([this] {
-            peer->start([](TcpStream::State) {});
-            peerReceives();
-        });
-        queue.runUntilIdle();
+        peer.emplace(queue, network, port);
         ASSERT_TRUE(accepted);
         connection.emplace(queue, network, std::move(accepted));
         connection->onReady = [this] { ++readies; };
@@ -47,39 +43,13 @@ protected:
         queue.runUntilIdle();
     }
 
-    void peerReceives() {
-        peer->receive([this](const TcpStream::Received& chunk) {
-            fromConnection.insert(fromConnection.end(), chunk.bytes.begin(), chunk.bytes.end());
-            if (!chunk.isComplete)
-                peerReceives();
-        });
-    }
-
-    void peerSends(Bytes bytes) {
-        network.queue().post([this, bytes = std::move(bytes)]() mutable {
-            std::vector<Bytes> buffers;
-            buffers.push_back(std::move(bytes));
-            peer->send(std::move(buffers), [](bool) {});
-        });
-        queue.runUntilIdle();
-    }
-
-    static Bytes frame(std::uint8_t type, std::string_view body) {
-        const auto length = static_cast<std::uint32_t>(body.size() + 1);
-        Bytes bytes{static_cast<std::uint8_t>(length >> 24), static_cast<std::uint8_t>(length >> 16),
-                    static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length), type};
-        const auto view = bytesOf(body);
-        bytes.insert(bytes.end(), view.begin(), view.end());
-        return bytes;
-    }
-
+    static Bytes frame(std::uint8_t type, std::string_view body) { return TestRawPeer::frame(type, body); }
     static Bytes envelope(std::string_view kind, std::string_view id, std::string_view method = "store.changed") {
-        return frame(1, "{\"v\":1,\"id\":\"" + std::string(id) + "\",\"t\":\"" + std::string(kind) + "\",\"m\":\"" +
-                            std::string(method) + "\"}");
+        return TestRawPeer::envelope(kind, id, method);
     }
-
-    // What the connection has written so far, as the text of its frames.
-    std::string written() const { return std::string(textOf(fromConnection)); }
+    void peerSends(Bytes bytes) { peer->send(std::move(bytes)); }
+    // What the connection has written so far.
+    std::string written() const { return peer->text(); }
 
     std::string request(std::vector<Outcome>& outcomes) {
         const auto id = connection->sendRequest(
@@ -97,9 +67,8 @@ protected:
     std::uint16_t port = 0;
     std::unique_ptr<TcpListener> listener;
     std::unique_ptr<TcpStream> accepted;
-    std::unique_ptr<TcpStream> peer;
+    std::optional<TestRawPeer> peer;
     std::optional<ClipboardLinkConnection> connection;
-    Bytes fromConnection;
     std::vector<Message> requests;
     std::vector<Message> events_;
     int readies = 0;
@@ -157,7 +126,7 @@ TEST_F(ClipboardLinkConnectionTest, ALengthOutOfRangeClosesAtOnce) {
         peerSends(length);
         EXPECT_EQ(closes, 1);
         EXPECT_TRUE(connection->isClosed());
-        EXPECT_THAT(fromConnection, IsEmpty());
+        EXPECT_THAT(written(), IsEmpty());
     }
 }
 
@@ -248,8 +217,7 @@ TEST_F(ClipboardLinkConnectionTest, TheEndOfTheStreamClosesAndFailsWhatIsPending
     open();
     std::vector<Outcome> outcomes;
     request(outcomes);
-    peer.reset();
-    queue.runUntilIdle();
+    peer->end();
     ASSERT_THAT(outcomes, SizeIs(1));
     EXPECT_EQ(outcomes[0].error(), closed);
     EXPECT_EQ(closes, 1);
@@ -268,7 +236,18 @@ TEST_F(ClipboardLinkConnectionTest, ARequestOnAClosedLinkFailsInALaterTurn) {
     EXPECT_EQ(queue.armedTimers(), 0U);
 }
 
-TEST_F(ClipboardLinkConnectionTest, WhatArrivesBetweenAFailureAndTheCloseIsDropped) {
+TEST_F(ClipboardLinkConnectionTest, WhatIsOnItsWayWhenTheLinkClosesIsDropped) {
+    open();
+    peer->queueSend(envelope("event", "on its way"));
+    while (network.queue().runOne()) {
+    }
+    connection->close();
+    queue.runUntilIdle();
+    EXPECT_THAT(events_, IsEmpty());
+    EXPECT_EQ(closes, 1);
+}
+
+TEST_F(ClipboardLinkConnectionTest, NothingFollowsAnEventWhoseCallbackClosed) {
     open();
     Bytes bytes = envelope("event", "kept");
     const Bytes more = envelope("event", "dropped");
@@ -290,10 +269,34 @@ TEST_F(ClipboardLinkConnectionTest, OnCloseMayDestroyTheConnection) {
         ++closes;
         connection.reset();
     };
-    peer.reset();
-    queue.runUntilIdle();
+    peer->end();
     EXPECT_EQ(closes, 1);
     EXPECT_THAT(outcomes, SizeIs(1));
+}
+
+TEST_F(ClipboardLinkConnectionTest, ACallbackMayCloseALinkThatIsDestroyedForIt) {
+    open();
+    auto alive = std::make_shared<int>(0);
+    connection->onClose = [this] { connection.reset(); };
+    connection->onEvent = [this, alive](const Message&) {
+        connection->close();
+        ++*alive; // what the callback holds is still there
+    };
+    peerSends(envelope("event", "last"));
+    EXPECT_FALSE(connection);
+    EXPECT_EQ(*alive, 1);
+    EXPECT_EQ(alive.use_count(), 1);
+}
+
+TEST_F(ClipboardLinkConnectionTest, ARequestWithAnEndlessIdIsAnsweredOnTheNetworksQueue) {
+    open();
+    const std::string id(1U << 20U, 'i');
+    connection->onRequest = [this](const Message& request) {
+        connection->respond(request, ClipboardLinkPayload());
+        EXPECT_THAT(written(), IsEmpty());
+    };
+    peerSends(envelope("request", id));
+    EXPECT_NE(written().find(id), std::string::npos);
 }
 
 TEST_F(ClipboardLinkConnectionTest, NothingIsDeliveredOnceItIsDestroyed) {
@@ -327,11 +330,12 @@ TEST_F(ClipboardLinkConnectionTest, AnAttachmentGoesRightBeforeItsEnvelope) {
     connection->sendEvent(ClipboardLinkMethod::pasteboardChanged,
                           ClipboardPasteboardChange{ClipboardKind::image, std::nullopt, true}, Bytes{'J', 'P'});
     queue.runUntilIdle();
-    ASSERT_GT(fromConnection.size(), 43U + 5U);
-    EXPECT_EQ(Bytes(fromConnection.begin(), fromConnection.begin() + 5), (Bytes{0, 0, 0, 39, 2}));
+    const Bytes& bytes = peer->received();
+    ASSERT_GT(bytes.size(), 43U + 5U);
+    EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 5), (Bytes{0, 0, 0, 39, 2}));
     const std::string id = written().substr(5, 36);
     EXPECT_EQ(written().substr(41, 2), "JP");
-    EXPECT_EQ(fromConnection[47], 1);
+    EXPECT_EQ(bytes[47], 1);
     EXPECT_NE(written().find("\"id\":\"" + id + "\"", 48), std::string::npos);
 }
 
@@ -348,14 +352,17 @@ TEST_F(ClipboardLinkConnectionTest, StagedAttachmentsPastTheBoundCloseTheLink) {
 TEST_F(ClipboardLinkConnectionTest, TenThousandSmallAttachmentsWithoutEnvelopesStayStaged) {
     open();
     Bytes flood;
+    std::string last;
     for (int i = 0; i < 10'000; ++i) {
-        const Bytes one = frame(2, Uuid::random().toString() + "x");
+        last = Uuid::random().toString();
+        const Bytes one = frame(2, last + "x");
         flood.insert(flood.end(), one.begin(), one.end());
     }
     peerSends(flood);
     EXPECT_EQ(closes, 0);
-    peerSends(envelope("event", "still here"));
-    EXPECT_THAT(events_, SizeIs(1));
+    peerSends(envelope("event", last));
+    ASSERT_THAT(events_, SizeIs(1));
+    EXPECT_EQ(events_[0].attachment, copyOf(bytesOf("x")));
 }
 
 TEST_F(ClipboardLinkConnectionTest, APeerThatDoesNotReadIsDroppedPastTheBound) {
@@ -380,11 +387,7 @@ TEST_F(ClipboardLinkConnectionTest, ABusyMainQueueMakesThePeerWait) {
         const Bytes one = envelope("event", "flood");
         flood.insert(flood.end(), one.begin(), one.end());
     }
-    network.queue().post([this, flood = std::move(flood)]() mutable {
-        std::vector<Bytes> buffers;
-        buffers.push_back(std::move(flood));
-        peer->send(std::move(buffers), [](bool) {});
-    });
+    peer->queueSend(std::move(flood));
     // Only the link works; the main queue is busy elsewhere.
     while (network.queue().runOne()) {
     }
@@ -408,7 +411,7 @@ TEST_F(ClipboardLinkConnectionTest, AMessageThatNoFrameHoldsFailsItsRequestAndTh
     ASSERT_THAT(outcomes, SizeIs(1));
     EXPECT_EQ(outcomes[0].error(), (ClipboardLinkError{"too_large", "Message too large"}));
     EXPECT_EQ(closes, 0);
-    EXPECT_THAT(fromConnection, IsEmpty());
+    EXPECT_THAT(written(), IsEmpty());
 }
 
 TEST_F(ClipboardLinkConnectionTest, AResponseThatNoFrameHoldsBecomesAnError) {

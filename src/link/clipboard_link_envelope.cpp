@@ -19,7 +19,7 @@ struct HeaderKeys {
 // Reads an envelope in one pass, which may meet the payload before it knows what to read it as.
 class EnvelopeReader {
 public:
-    explicit EnvelopeReader(ByteView json) : in_(json) {}
+    EnvelopeReader(ByteView json, const PayloadFilter& wanted) : in_(json), wanted_(wanted) {}
 
     std::optional<ClipboardLinkEnvelope> read() {
         if (!in_.readObject([this](std::string_view key) { return readMember(key); }) || !in_.finish())
@@ -37,7 +37,7 @@ private:
         if (key == "v")
             return note(seen_.v) && readValue(in_, header.v);
         if (key == "id")
-            return note(seen_.id) && readValue(in_, header.id);
+            return noteType(seen_.id) && readValue(in_, header.id);
         if (key == "t")
             return noteType(seen_.t) && readValue(in_, header.t);
         if (key == "m")
@@ -51,7 +51,7 @@ private:
 
     static bool note(bool& seen) { return seen = true; }
 
-    // What was read as the payload of another kind or method has to be read again.
+    // What was read as the payload of another message has to be read again.
     bool noteType(bool& seen) {
         readAs_ = false;
         return note(seen);
@@ -60,7 +60,7 @@ private:
     bool readPayloadInPlace() {
         payloadAt_ = in_.mark();
         envelope_.payload = std::monostate{};
-        readAs_ = seen_.t && seen_.m;
+        readAs_ = seen_.id && seen_.t && seen_.m;
         if (!readAs_)
             return in_.skip();
         if (!readPayloadFromMark()) {
@@ -82,7 +82,7 @@ private:
                                    ? ClipboardLinkDirection::reply
                                    : ClipboardLinkDirection::forward;
         envelope_.payload = std::monostate{};
-        if (!method)
+        if (!method || (wanted_ && !wanted_(envelope_.header)))
             return in_.skip();
         ClipboardLinkPayload payload = blankPayload(*method, direction);
         if (!readPayload(in_, payload))
@@ -92,16 +92,17 @@ private:
     }
 
     json::Reader in_;
+    const PayloadFilter& wanted_;
     ClipboardLinkEnvelope envelope_;
     HeaderKeys seen_;
     std::optional<json::Reader::Mark> payloadAt_;
-    bool readAs_ = false; // the payload was read as what `t` and `m`, as last seen, call for
+    bool readAs_ = false; // the payload was read as what the header, as last seen, calls for
 };
 
 } // namespace
 
-std::optional<ClipboardLinkEnvelope> decodeEnvelope(ByteView json) {
-    return EnvelopeReader(json).read();
+std::optional<ClipboardLinkEnvelope> decodeEnvelope(ByteView json, const PayloadFilter& wanted) {
+    return EnvelopeReader(json, wanted).read();
 }
 
 void appendEnvelope(Bytes& out, const ClipboardLinkHeader& header, const ClipboardLinkPayload& payload) {

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -47,16 +48,19 @@ struct ClipboardLinkHeader {
 
 struct ClipboardLinkEnvelope {
     ClipboardLinkHeader header;
-    // std::monostate where absent, where the method calls for none or is unknown, and where it is not what the method
-    // calls for.
+    // std::monostate where absent, where the method calls for none or is unknown, where it is not what the method calls
+    // for, and where it was not wanted.
     ClipboardLinkPayload payload;
 
     bool operator==(const ClipboardLinkEnvelope&) const = default;
 };
 
-// Reads each byte once where `m` and `t` come before `p`; keys may come in any order. None where the text is not JSON
-// from end to end, or its header is not one.
-[[nodiscard]] std::optional<ClipboardLinkEnvelope> decodeEnvelope(ByteView json);
+// Whether the payload of an envelope is worth reading.
+using PayloadFilter = std::function<bool(const ClipboardLinkHeader&)>;
+
+// Reads each byte once where `id`, `m` and `t` come before `p`; keys may come in any order. None where the text is not
+// JSON from end to end, or its header is not one. A payload that the filter does not want is skipped.
+[[nodiscard]] std::optional<ClipboardLinkEnvelope> decodeEnvelope(ByteView json, const PayloadFilter& wanted = nullptr);
 
 // Appends to `out`. `v` comes first and the payload, left out where it is std::monostate, last.
 void appendEnvelope(Bytes& out, const ClipboardLinkHeader& header, const ClipboardLinkPayload& payload);

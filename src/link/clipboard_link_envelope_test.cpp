@@ -172,6 +172,22 @@ TEST(ClipboardLinkEnvelopeTest, RefusesDeepNesting) {
     EXPECT_FALSE(decode(R"({"v":1,"id":"ID","t":"event","m":"x","p":)" + std::string(1'000'000, '{')));
 }
 
+TEST(ClipboardLinkEnvelopeTest, LeavesAPayloadThatIsNotWantedUnreadWhereverItStands) {
+    const PayloadFilter onlyOfTwo = [](const ClipboardLinkHeader& header) { return header.id == "2"; };
+    for (const char* text : {R"({"v":1,"id":"%","t":"request","m":"entry.pin","p":%p})",
+                             R"({"p":%p,"v":1,"id":"%","t":"request","m":"entry.pin"})",
+                             R"({"v":1,"t":"request","m":"entry.pin","p":%p,"id":"%"})"}) {
+        for (const char* id : {"1", "2"}) {
+            std::string json = text;
+            json.replace(json.find("%p"), 2, R"({"id":"00000000-0000-0000-0000-000000000000","isPinned":true})");
+            json.replace(json.find('%'), 1, id);
+            const auto envelope = decodeEnvelope(bytesOf(json), onlyOfTwo);
+            ASSERT_TRUE(envelope) << json;
+            EXPECT_EQ(std::holds_alternative<ClipboardPinRequest>(envelope->payload), onlyOfTwo(envelope->header));
+        }
+    }
+}
+
 TEST(ClipboardLinkEnvelopeTest, TakesAnIdOfAMegabyte) {
     auto big = header(Kind::event, "store.changed");
     big.id.assign(1U << 20, 'i');

@@ -20,8 +20,6 @@ ClipboardLinkPayload blankReply(ClipboardLinkMethod method) {
         return ClipboardEntryPayload{};
     case ClipboardLinkMethod::hostsSnapshot:
         return HostsSnapshot{};
-    case ClipboardLinkMethod::hostsApply:
-        return HostsCompanionState{};
     default:
         return std::monostate{};
     }

@@ -10,7 +10,14 @@
 namespace vexil {
 
 namespace {
-constexpr std::size_t kMaxShortPayload = 4096;
+
+// So short that to encode it costs the main queue less than to wake another thread. A reply repeats what the peer chose
+// as id and method, which may be of any length.
+bool isShort(const ClipboardLinkHeader& header, const ClipboardLinkPayload& payload) {
+    constexpr std::size_t kMaxShort = 4096;
+    return header.id.size() + header.m.size() + sizeHintOf(payload) <= kMaxShort;
+}
+
 } // namespace
 
 ClipboardLinkConnection::Pipeline::Pipeline(MainQueue& mainQueue, LoopbackTcp& network,
@@ -24,6 +31,21 @@ void ClipboardLinkConnection::Pipeline::start() {
                 alive->stateChanged(state);
         });
     });
+}
+
+void ClipboardLinkConnection::Pipeline::await(const std::string& id) {
+    const std::lock_guard lock(mutex_);
+    awaited_.insert(id);
+}
+
+void ClipboardLinkConnection::Pipeline::forget(const std::string& id) {
+    const std::lock_guard lock(mutex_);
+    awaited_.erase(id);
+}
+
+bool ClipboardLinkConnection::Pipeline::isAwaited(const std::string& id) {
+    const std::lock_guard lock(mutex_);
+    return awaited_.contains(id);
 }
 
 void ClipboardLinkConnection::Pipeline::cancel() {
@@ -80,7 +102,9 @@ bool ClipboardLinkConnection::Pipeline::takeFrames(ByteView chunk) {
 }
 
 void ClipboardLinkConnection::Pipeline::takeEnvelope(const Bytes& body) {
-    auto envelope = decodeEnvelope(body);
+    auto envelope = decodeEnvelope(body, [this](const ClipboardLinkHeader& header) {
+        return header.t != ClipboardLinkEnvelopeKind::response || isAwaited(header.id);
+    });
     if (!envelope)
         return;
     auto attachment = stage_.take(envelope->header.id);
@@ -126,13 +150,12 @@ void ClipboardLinkConnection::Pipeline::send(Outgoing message) {
 }
 
 bool ClipboardLinkConnection::Pipeline::sendNow(Outgoing& message) {
-    if (message.attachment || messagesOnTheWay_ > 0 || sizeHintOf(message.payload) > kMaxShortPayload)
+    // Whoever wants to know when a message is written closes the link then: all of it has to be out.
+    if (message.attachment || message.onWritten || messagesOnTheWay_ > 0 || !isShort(message.header, message.payload))
         return false;
     const auto buffers = encode(message);
     if (buffers.empty() || !stream_->sendNow(buffers.front()))
         return false;
-    if (message.onWritten)
-        mainQueue_.post(std::move(message.onWritten));
     return true;
 }
 

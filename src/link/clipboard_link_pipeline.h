@@ -13,8 +13,10 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace vexil {
@@ -42,6 +44,9 @@ public:
     Pipeline(MainQueue& mainQueue, LoopbackTcp& network, std::unique_ptr<TcpStream> stream, Events events);
 
     void start();
+    // Whether a response with this id is waited for: the payloads of others are not even read.
+    void await(const std::string& id);
+    void forget(const std::string& id);
     void send(Outgoing message);
     void cancel();
 
@@ -51,6 +56,7 @@ private:
     void received(const TcpStream::Received& chunk);
     [[nodiscard]] bool takeFrames(ByteView chunk);
     void takeEnvelope(const Bytes& body);
+    [[nodiscard]] bool isAwaited(const std::string& id);
     void deliver(Message message, std::size_t size);
     void handled(std::size_t size);
     [[nodiscard]] bool isMainQueueBehind() const;
@@ -71,6 +77,8 @@ private:
     std::atomic<std::size_t> unhandledBytes_ = 0;
     std::atomic<std::size_t> unhandledEnvelopes_ = 0;
     std::atomic<bool> isPaused_ = false;
+    std::mutex mutex_; // guards awaited_
+    std::unordered_set<std::string> awaited_;
     std::atomic<int> messagesOnTheWay_ = 0; // from send() to the stream
 };
 

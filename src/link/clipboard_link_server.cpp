@@ -14,7 +14,6 @@ namespace vexil {
 
 namespace {
 
-constexpr int kProtocolVersion = 1;
 constexpr std::size_t kNonceBytes = 32;
 
 // What this companion serves or sends, as told to the main application.
@@ -25,7 +24,8 @@ constexpr std::array kFeatures{
     ClipboardLinkMethod::hostsSnapshot, ClipboardLinkMethod::hostsApply,
 };
 
-// For the case that the system has no secret bytes to give; the link is then as safe as it can be.
+// For the case that the system has no secret bytes to give. Hard to guess, yet no secret: what then keeps strangers out
+// is that the link listens on the loopback interface only.
 void fillFromGeneralPurposeGenerator(std::array<std::uint8_t, kNonceBytes>& bytes) {
     const auto clock = static_cast<std::uint64_t>(std::chrono::high_resolution_clock::now().time_since_epoch().count());
     const auto place = reinterpret_cast<std::uintptr_t>(&bytes);
@@ -92,7 +92,7 @@ void ClipboardLinkServer::receiveRequest(const ClipboardLinkConnection::Request&
         return;
     if (methodNamed(request.header.m) != ClipboardLinkMethod::hello)
         link_->respond(request, Failure{Error(link_error::kUnknownMessage)});
-    else if (request.header.v != kProtocolVersion)
+    else if (request.header.v != kClipboardLinkVersion)
         refuse(request, link_error::kVersionMismatch);
     else
         receiveHello(request);
@@ -125,7 +125,8 @@ void ClipboardLinkServer::refuse(const ClipboardLinkConnection::Request& request
             link_->close();
     };
     link_->respond(request, Failure{std::move(error)}, std::nullopt, linkLifetime_.guard(close));
-    closeDeadline_ = mainQueue_.after(kHelloTimeout, lifetime_.guard(close));
+    if (isAuthenticated_) // otherwise the deadline of the hello stands
+        closeDeadline_ = mainQueue_.after(kHelloTimeout, lifetime_.guard(close));
 }
 
 void ClipboardLinkServer::receiveEvent(ClipboardLinkConnection::Message event) {

@@ -42,10 +42,10 @@ public:
     ClipboardLinkServer& operator=(const ClipboardLinkServer&) = delete;
 
     UniqueFunction<void(bool isConnected)> onConnectionChange;
-    UniqueFunction<void()> onSnapshotChange;              // the snapshot was replaced or dropped
-    UniqueFunction<void()> onHostsChanged;                // also after every accepted hello
-    UniqueFunction<void(HostsApplyCommand)> onHostsApply; //
-    UniqueFunction<void()> onHostsDisconnect;             // the link went away, authenticated or not
+    UniqueFunction<void()> onSnapshotChange; // the snapshot was replaced or dropped
+    UniqueFunction<void()> onHostsChanged;   // also after every accepted hello
+    UniqueFunction<void(HostsApplyCommand)> onHostsApply;
+    UniqueFunction<void()> onHostsDisconnect; // the link went away, authenticated or not
 
     [[nodiscard]] std::optional<std::uint16_t> port() const { return port_; } // none until the listener is ready
     [[nodiscard]] const std::string& nonce() const { return nonce_; }         // what the next hello must carry

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "link/clipboard_link_server.h"
 #include "link/test_main_application.h"
+#include "link/test_raw_peer.h"
 #include "platform/memory/memory_secure_random.h"
 
 #include <gmock/gmock.h>
@@ -184,6 +185,54 @@ TEST_F(ClipboardLinkServerTest, AHelloWithoutAPayloadThatItUnderstandsIsABadNonc
     const auto main = connect();
     EXPECT_EQ(codeOf(main->ask(ClipboardLinkMethod::hello, ClipboardLinkEmpty{})), "bad_nonce");
     EXPECT_EQ(main->closes, 1);
+}
+
+TEST_F(ClipboardLinkServerTest, RefusesAHelloOfAnotherVersionAndCloses) {
+    start();
+    const std::string hello =
+        R"(,"id":"1","t":"request","m":"hello","p":{"nonce":")" + server.nonce() + R"(","app":"Test","build":"1"}})";
+    for (const char* version : {"0", "2", "-1"}) {
+        TestRawPeer peer(queue, network, *server.port());
+        peer.send(TestRawPeer::frame(1, R"({"v":)" + std::string(version) + hello));
+        EXPECT_NE(peer.text().find(R"({"code":"version_mismatch","message":"Protocol version mismatch"})"),
+                  std::string::npos)
+            << peer.text();
+        EXPECT_TRUE(peer.hasEnded());
+    }
+    EXPECT_FALSE(server.isConnected());
+    TestRawPeer peer(queue, network, *server.port());
+    peer.send(TestRawPeer::frame(1, R"({"v":1)" + hello));
+    EXPECT_TRUE(server.isConnected()) << "the nonce is still good";
+}
+
+TEST_F(ClipboardLinkServerTest, LooksAtTheVersionOfAHelloOnly) {
+    start();
+    TestRawPeer peer(queue, network, *server.port());
+    peer.send(TestRawPeer::frame(1, R"({"v":1,"id":"1","t":"request","m":"hello","p":{"nonce":")" + server.nonce() +
+                                        R"(","app":"Test","build":"1"}})"));
+    hostsChanges = 0;
+    peer.send(TestRawPeer::frame(1, R"({"v":7,"id":"2","t":"event","m":"hosts.changed"})"));
+    EXPECT_EQ(hostsChanges, 1);
+    peer.send(TestRawPeer::frame(1, R"({"v":7,"id":"3","t":"request","m":"store.snapshot"})"));
+    EXPECT_NE(peer.text().find("unknown_message"), std::string::npos);
+    EXPECT_FALSE(peer.hasEnded());
+}
+
+TEST_F(ClipboardLinkServerTest, APeerThatDiesInAnyStateLeavesRoomForTheNext) {
+    start();
+    const std::string hello = R"({"v":1,"id":"1","t":"request","m":"hello","p":{"nonce":")" + server.nonce() +
+                              R"(","app":"Test","build":"1"}})";
+    const Bytes whole = TestRawPeer::frame(1, hello);
+    for (std::size_t sent = 0; sent < whole.size(); ++sent) {
+        TestRawPeer peer(queue, network, *server.port());
+        peer.send(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(sent)));
+        peer.end();
+    }
+    EXPECT_THAT(connectionChanges, IsEmpty());
+    EXPECT_TRUE(link()->requests.empty());
+    EXPECT_THAT(connectionChanges, ElementsAre(true));
+    queue.runUntilIdle();
+    EXPECT_THAT(connectionChanges, ElementsAre(true, false));
 }
 
 TEST_F(ClipboardLinkServerTest, NothingIsAcceptedAfterARefusal) {

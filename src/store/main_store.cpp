@@ -3,6 +3,7 @@
 #include "platform/linux/asio_loopback_tcp.h"
 #include "platform/linux/dbus_notifications.h"
 #include "platform/linux/glib_main_queue.h"
+#include "platform/linux/standard_descriptors.h"
 #include "platform/linux/system_wall_clock.h"
 #include "store/store_commands.h"
 #include "store/store_database.h"
@@ -32,16 +33,6 @@ int report(const std::string& sentence) {
 
 int exitStatus(const Result<Done, StoreError>& result) {
     return result ? EXIT_SUCCESS : report(result.error().sentence);
-}
-
-// A descriptor below 3 that the caller left closed would be taken by the next file opened, the database say, and be
-// written to as if it were the output. Opened for the other direction it fails as a closed one does.
-void occupyStandardDescriptors() {
-    for (const int wanted : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        const bool isOpen = ::fcntl(wanted, F_GETFD) != -1;
-        if (!isOpen && ::open("/dev/null", wanted == STDIN_FILENO ? O_WRONLY : O_RDONLY) != wanted)
-            return; // without /dev/null there is nothing to put there
-    }
 }
 
 std::string environment(const char* name) {

@@ -66,6 +66,8 @@ public:
     }
 
     void accept() {
+        if (link_ == nullptr)
+            return;
         asio::dispatch(link_->context, [self = shared_from_this()] { self->acceptNext(); });
     }
 
@@ -85,19 +87,26 @@ private:
         if (!acceptor_)
             return;
         acceptor_->async_accept([self = shared_from_this()](std::error_code error, AsioSocket socket) {
-            if (!error)
+            if (!error) {
                 self->giveAway(std::move(socket));
-            else if (!concernsOneConnection(error))
+                return;
+            }
+            if (!concernsOneConnection(error))
                 self->fail();
             self->acceptNext();
         });
     }
 
+    // The next one is accepted when the main queue has taken this one: a flood of connections waits in the system's
+    // backlog, and does not use up the descriptors of the program.
     void giveAway(AsioSocket socket) {
         auto connection = std::make_shared<AsioTcpConnection>(*link_, std::move(socket));
-        mainQueue_.post([state = state_, stream = std::make_unique<AsioTcpStream>(std::move(connection))]() mutable {
-            if (state->isOpen)
-                state->events.onConnection(std::move(stream));
+        auto stream = std::make_unique<AsioTcpStream>(std::move(connection));
+        mainQueue_.post([self = shared_from_this(), state = state_, stream = std::move(stream)]() mutable {
+            if (!state->isOpen)
+                return;
+            state->events.onConnection(std::move(stream));
+            self->accept();
         });
     }
 
