@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <initializer_list>
+
 namespace vexil {
 
 void occupyStandardDescriptors() {
