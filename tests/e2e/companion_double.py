@@ -26,7 +26,7 @@ class CompanionDouble:
         heartbeat = {"hotkeyActive": "0", "port": str(self.port), "nonce": self.nonce} | changed
         self._heartbeats.post({key: value for key, value in heartbeat.items() if value is not None})
 
-    def accept(self, timeout=5):
+    def accept(self, timeout=15):
         self._listener.settimeout(timeout)
         return Link(self._listener.accept()[0])
 
@@ -39,7 +39,7 @@ class CompanionDouble:
         self.renew_nonce()
 
 
-def snapshot(link, timeout=5):
+def snapshot(link, timeout=15):
     return link.response(link.request("store.snapshot", {}), timeout)[0]["p"]
 
 
@@ -55,7 +55,7 @@ def report_image(link, image):
 def called(double, program):
     """A link that the program has just made. It may still be on its way to the bus when the first heartbeat goes out,
     or not have noticed yet that its former link has ended: so the heartbeat is repeated, as the companion does."""
-    deadline = time.monotonic() + 10
+    deadline = time.monotonic() + 30
     while True:
         double.announce()
         try:

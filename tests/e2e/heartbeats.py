@@ -37,11 +37,11 @@ class Heartbeats:
         self.types.add(arguments.get_type_string())
         self._received.append((time.monotonic(), arguments.unpack()[0]))
 
-    def wait_for(self, predicate=lambda heartbeat: True, timeout=10):
+    def wait_for(self, predicate=lambda heartbeat: True, timeout=20):
         """The next heartbeat, not yet looked at, that fulfils the predicate."""
         return self.timed(predicate, timeout)[1]
 
-    def timed(self, predicate=lambda heartbeat: True, timeout=10):
+    def timed(self, predicate=lambda heartbeat: True, timeout=20):
         deadline = time.monotonic() + timeout
         while True:
             self._dispatch()
@@ -62,7 +62,7 @@ class Heartbeats:
         self._latest = taken[-1] if taken else self._latest
         return taken
 
-    def usable(self, timeout=10):
+    def usable(self, timeout=20):
         """A heartbeat with a port and a nonce that no accepted hello has used up."""
         self.all_received()
 

@@ -118,7 +118,7 @@ class Process:
             if was_stopped:
                 self._child.send_signal(signal.SIGCONT)
             try:
-                self._child.wait(10)
+                self._child.wait(20)
             except subprocess.TimeoutExpired:
                 self._child.kill()
                 self._child.wait(10)
@@ -135,6 +135,9 @@ class Process:
     def cpu_seconds(self):
         fields = pathlib.Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def target_of_descriptor(self, number):
+        return os.readlink(f"/proc/{self.pid}/fd/{number}")
 
     def open_files(self):
         return len(os.listdir(f"/proc/{self.pid}/fd"))
@@ -153,7 +156,8 @@ class Process:
                  if not any(re.search(pattern, line) for pattern in self.expected_stderr)]
         if lines:
             found.append(f"{self.name} wrote on standard error:\n  " + "\n  ".join(lines))
-        accepted = {None, 0, -signal.SIGTERM} | ({-signal.SIGKILL} if self._was_killed else set())
+        # Asked to end, a program ends of its own: else its destructors and the leak check at exit would not have run.
+        accepted = {None, 0} | ({-signal.SIGKILL} if self._was_killed else set())
         if self.exit_status not in accepted:
             found.append(f"{self.name} ended with status {self.exit_status}")
         return found
@@ -258,14 +262,16 @@ class Session:
             raise Missing(f"{path} is not there; build it first")
         return path
 
-    def start_companion(self, environment=None):
-        return self._start_ours("vexil-shortcut", environment=environment)
+    def start_companion(self, environment=None, redirections=""):
+        return self._start_ours("vexil-shortcut", environment=environment, redirections=redirections)
 
-    def start_store(self, *options):
-        return self._start_ours("vexil-store", "serve", *options)
+    def start_store(self, *options, redirections=""):
+        return self._start_ours("vexil-store", "serve", *options, redirections=redirections)
 
-    def _start_ours(self, name, *arguments, environment=None):
-        process = self.start(name, self.program(name), *arguments, environment=environment)
+    def _start_ours(self, name, *arguments, environment=None, redirections=""):
+        """`redirections` are a shell's, as in "2>&-"."""
+        shell = ["/bin/sh", "-c", f'exec "$@" {redirections}', "sh"] if redirections else []
+        process = self.start(name, *shell, self.program(name), *arguments, environment=environment)
         process.is_ours = True
         return process
 

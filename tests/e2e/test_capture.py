@@ -9,9 +9,10 @@ import pytest
 import images
 from conftest import assert_quiet, running_companion
 from heartbeats import Heartbeats
-from link_client import link_up
+from link_client import assert_answers, link_up
 from session import wait_until
 
+POLL = 0.75
 TWO_POLLS = 1.8
 CONCEALED, TRANSIENT = "org.nspasteboard.ConcealedType", "org.nspasteboard.TransientType"
 
@@ -64,7 +65,7 @@ def asked(owner):
     return [line.split()[1] for line in owner.stdout().splitlines() if line.startswith("asked ")]
 
 
-def copied(link, timeout=8):
+def copied(link, timeout=20):
     envelope, attachment = link.next("pasteboard.changed", timeout)
     assert envelope["t"] == "event"
     assert envelope["p"]["hasAttachment"] == (attachment is not None)
@@ -174,7 +175,7 @@ def test_content_that_is_neither_text_nor_image_is_not_reported(session, offer, 
     CONCEALED, TRANSIENT, "application/x-kde-onlyReplaceEmpty", "application/x-kde-syncselection"])
 def test_what_is_marked_concealed_or_transient_is_not_even_read(session, offer, link, marker):
     owner = offer({"UTF8_STRING": "hunter2", "image/png": images.half_transparent(), marker: "1"})
-    wait_until(lambda: asked(owner), 5, "the question what there is")
+    wait_until(lambda: asked(owner), 15, "the question what there is")
     time.sleep(TWO_POLLS)
     assert set(asked(owner)) <= {"TARGETS", "TIMESTAMP", marker}
     assert_only_this_comes(session, link)
@@ -183,7 +184,7 @@ def test_what_is_marked_concealed_or_transient_is_not_even_read(session, offer, 
 @pytest.mark.parametrize("hint", ["secret", "", "public "])
 def test_a_password_of_kde_is_not_even_read(session, offer, link, hint):
     owner = offer({"UTF8_STRING": "hunter2", "x-kde-passwordManagerHint": hint})
-    wait_until(lambda: "x-kde-passwordManagerHint" in asked(owner), 5, "the question for the hint")
+    wait_until(lambda: "x-kde-passwordManagerHint" in asked(owner), 15, "the question for the hint")
     time.sleep(TWO_POLLS)
     assert set(asked(owner)) <= {"TARGETS", "TIMESTAMP", "x-kde-passwordManagerHint"}
     assert_only_this_comes(session, link)
@@ -204,10 +205,10 @@ def test_a_frozen_owner_holds_nothing_up(session, link, heartbeats):
     end = time.monotonic() + 5
     while time.monotonic() < end:
         start = time.monotonic()
-        link.response(link.request("unheard.of"))
+        assert_answers(link)
         slowest = max(slowest, time.monotonic() - start)
         time.sleep(0.05)
-    assert slowest < 0.5
+    assert slowest < 1.5  # an owner is waited for two seconds
     assert len(heartbeats.all_received()) >= 1
     assert not owner.is_running  # it lost the clipboard to the frozen one
     session.copy("thawed")
@@ -217,7 +218,7 @@ def test_a_frozen_owner_holds_nothing_up(session, link, heartbeats):
 def test_an_owner_that_answers_only_what_it_has_is_harmless(session, offer, link):
     offer({"UTF8_STRING": "never to be read"}, "--hang")
     time.sleep(3)
-    link.response(link.request("unheard.of"))
+    assert_answers(link)
     assert_only_this_comes(session, link)
 
 
@@ -270,11 +271,15 @@ def test_the_same_text_copied_twice_is_reported_twice(session, link):
         assert copied_text(link) == "again"
 
 
-def test_of_copies_between_two_polls_the_last_is_reported(session, link):
-    assert_only_this_comes(session, link, "first")
-    for index in range(5):
+def test_copies_between_two_polls_are_reported_as_one_and_the_last_always(session, link):
+    assert_only_this_comes(session, link, "first")  # a poll has just been
+    begin = time.monotonic()
+    for index in range(20):
         session.copy(f"quick {index}")
-    seen = [copied_text(link)]
-    while seen[-1] != "quick 4":
-        seen.append(copied_text(link))
-    assert seen == sorted(seen) and len(seen) <= 5
+    polls = (time.monotonic() - begin) / POLL + 2
+    assert polls < 20, "the machine is too slow for any two copies to come between two polls"
+    numbers = [int(copied_text(link).removeprefix("quick "))]
+    while numbers[-1] != 19:
+        numbers.append(int(copied_text(link).removeprefix("quick ")))
+    assert numbers == sorted(set(numbers)) and len(numbers) <= polls
+    assert_only_this_comes(session, link)

@@ -6,7 +6,7 @@ import time
 import pytest
 
 from conftest import assert_quiet, running_companion
-from link_client import FEATURES, Link, LinkClosed, link_up
+from link_client import AT_ONCE, FEATURES, Link, LinkClosed, assert_answers, link_up
 from session import wait_until
 
 
@@ -31,7 +31,7 @@ def heartbeats(world):
 def companion(world, heartbeats):
     """One for all tests, each of which finds it without a link."""
     _, _, companion, idle_files = world
-    wait_until(lambda: companion.open_files() <= idle_files, 5, "the end of the link of the test before")
+    wait_until(lambda: companion.open_files() <= idle_files, 15, "the end of the link of the test before")
     heartbeats.all_received()
     yield companion
     assert_quiet(companion)
@@ -49,7 +49,7 @@ def test_the_heartbeat_says_where_and_with_which_nonce(companion, heartbeats):
 def test_the_heartbeat_comes_every_three_seconds(companion, heartbeats):
     times = [heartbeats.timed()[0] for _ in range(3)]
     for earlier, later in zip(times, times[1:]):
-        assert 2.5 < later - earlier < 4.0
+        assert 2.5 < later - earlier < 5.5  # and none is left out
 
 
 def test_the_companion_listens_on_the_loopback_interface_only(companion, heartbeats):
@@ -86,9 +86,9 @@ def test_a_wrong_nonce_is_rejected_and_the_link_closes(companion, heartbeats):
         with Link.connect(heartbeat["port"]) as link:
             answer = link.hello(nonce)
             assert answer["e"] == {"code": "bad_nonce", "message": "Nonce rejected"}
-            assert link.seconds_until_closed(2) < 1
+            assert link.seconds_until_closed(10) < AT_ONCE
     with link_up(heartbeats) as link:  # refusals use nothing up
-        assert link.is_open()
+        assert_answers(link)
 
 
 @pytest.mark.parametrize("payload", [None, {}, {"nonce": 1, "app": "a", "build": "b"}, {"app": "a", "build": "b"},
@@ -100,16 +100,16 @@ def test_a_hello_that_does_not_decode_is_rejected(companion, heartbeats, payload
     with Link.connect(heartbeat["port"]) as link:
         id = link.request("hello", payload)
         assert link.response(id)[0]["e"]["code"] == "bad_nonce"
-        assert link.seconds_until_closed(2) < 1
+        assert link.seconds_until_closed(10) < AT_ONCE
 
 
 def test_a_replayed_nonce_is_rejected_and_the_link_closes(companion, heartbeats):
     used = heartbeats.usable()
     with link_up(heartbeats) as link:
         assert link.hello(used["nonce"])["e"]["code"] == "bad_nonce"
-        assert link.seconds_until_closed(2) < 1
+        assert link.seconds_until_closed(10) < AT_ONCE
     assert heartbeats.usable()["nonce"] != used["nonce"]
-    deadline = time.monotonic() + 5
+    deadline = time.monotonic() + 15
     while True:
         with Link.connect(used["port"]) as again:
             try:
@@ -126,7 +126,7 @@ def test_another_version_is_answered_with_version_mismatch(companion, heartbeats
         with Link.connect(heartbeat["port"]) as link:
             answer = link.hello(heartbeat["nonce"], v=version)
             assert answer["e"] == {"code": "version_mismatch", "message": "Protocol version mismatch"}
-            assert link.seconds_until_closed(2) < 1
+            assert link.seconds_until_closed(10) < AT_ONCE
 
 
 def test_hello_again_on_an_authenticated_link_is_accepted_with_the_current_nonce(link, heartbeats):
@@ -134,39 +134,36 @@ def test_hello_again_on_an_authenticated_link_is_accepted_with_the_current_nonce
     assert link.hello(second)["p"]["app"] == "Vexil Shortcut"
     heartbeats.spend(second)
     assert heartbeats.usable()["nonce"] != second
-    assert link.is_open()
+    assert_answers(link)
 
 
 def test_a_second_connection_is_closed_at_once(link, heartbeats):
     with Link.connect(heartbeats.usable()["port"]) as second:
-        assert second.seconds_until_closed(2) < 1
-    link.request("unheard.of")
-    assert link.is_open()
+        assert second.seconds_until_closed(10) < AT_ONCE
+    assert_answers(link)
 
 
 def test_a_second_connection_is_closed_even_before_the_first_said_hello(companion, heartbeats):
     heartbeat = heartbeats.usable()
     with Link.connect(heartbeat["port"]) as first, Link.connect(heartbeat["port"]) as second:
-        assert second.seconds_until_closed(2) < 1
+        assert second.seconds_until_closed(10) < AT_ONCE
         assert "p" in first.hello(heartbeat["nonce"])
         heartbeats.spend(heartbeat["nonce"])
 
 
 def test_a_silent_connection_is_closed_after_three_seconds(companion, heartbeats):
     with Link.connect(heartbeats.usable()["port"]) as link:
-        assert 2.5 < link.seconds_until_closed(6) < 4.5
+        assert 2.9 < link.age_when_closed(12) < 10
 
 
 def test_another_request_before_the_hello_is_unknown_and_does_not_extend_the_three_seconds(companion, heartbeats):
     heartbeat = heartbeats.usable()
-    start = time.monotonic()
     with Link.connect(heartbeat["port"]) as link:
         for method in ("store.snapshot", "entry.pin", "no.such"):
             answer, _ = link.response(link.request(method, {}))
             assert answer["e"] == {"code": "unknown_message", "message": "Unknown message"}
             assert answer["m"] == method
-        link.seconds_until_closed(6)
-        assert 2.5 < time.monotonic() - start < 4.5
+        assert 2.9 < link.age_when_closed(12) < 10
 
 
 def test_a_hello_after_another_request_is_accepted(companion, heartbeats):
@@ -176,11 +173,11 @@ def test_a_hello_after_another_request_is_accepted(companion, heartbeats):
         assert "p" in link.hello(heartbeat["nonce"])
         heartbeats.spend(heartbeat["nonce"])
         time.sleep(3.5)
-        link.response(link.request("no.such"))
+        assert_answers(link)
 
 
 def test_nothing_of_the_companions_own_is_sent_before_the_hello(session, companion, heartbeats):
     with Link.connect(heartbeats.usable()["port"]) as link:
         session.copy("not for strangers")
         with pytest.raises(LinkClosed):
-            link.read_frame(timeout=6)
+            link.read_frame(timeout=12)

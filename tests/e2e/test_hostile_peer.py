@@ -11,8 +11,8 @@ import time
 import pytest
 
 from conftest import assert_quiet, running_companion
-from link_client import (ATTACHMENT, ENVELOPE, Link, LinkClosed, attachment_frame, envelope_bytes, frame, link_up,
-                         new_id)
+from link_client import (AT_ONCE, ATTACHMENT, ENVELOPE, Link, LinkClosed, assert_answers, attachment_frame,
+                         envelope_bytes, frame, link_up, new_id)
 from session import wait_until
 
 MIB = 1 << 20
@@ -26,11 +26,11 @@ class World:
 
     def connect(self, **options):
         """A connection that the companion has taken as its link, without a hello."""
-        deadline = time.monotonic() + 15
+        deadline = time.monotonic() + 30
         while True:
             link = Link.connect(self.heartbeats.usable()["port"], **options)
             try:
-                assert_answers(link, timeout=15)
+                assert_answers(link)
                 return link
             except LinkClosed:  # it has not noticed yet that the one before is gone
                 link.close()
@@ -39,11 +39,6 @@ class World:
 
     def link(self, **options):
         return link_up(self.heartbeats, **options)
-
-
-def assert_answers(link, timeout=5):
-    answer, _ = link.response(link.request("unheard.of"), timeout)
-    assert answer["e"]["code"] == "unknown_message"
 
 
 def send_as_far_as_possible(link, chunks):
@@ -75,10 +70,10 @@ def well_afterwards(world, sanitizer):
     yield
     assert_quiet(world.companion)
     with world.connect():
-        wait_until(lambda: world.companion.open_files() <= files, 5, "the number of open files of before")
+        wait_until(lambda: world.companion.open_files() <= files, 15, "the number of open files of before")
     if sanitizer != "tsan":  # whose shadow of a page stays once it has been touched
         allowed = 8 * 1024 if sanitizer is None else 48 * 1024
-        wait_until(lambda: world.companion.resident_kb() <= memory + allowed, 8,
+        wait_until(lambda: world.companion.resident_kb() <= memory + allowed, 20,
                    f"the {memory} kB of before (now {world.companion.resident_kb()} kB)", interval=0.2)
 
 
@@ -93,7 +88,7 @@ def assert_peak_growth_below(world, sanitizer, mib, before_kb):
 def test_a_length_out_of_range_closes_the_link_at_once(world, length):
     with world.connect() as link:
         link.send_raw(struct.pack(">IB", length, ENVELOPE) + b"{}")
-        assert link.seconds_until_closed(2) < 1
+        assert link.seconds_until_closed(10) < AT_ONCE
 
 
 def test_the_longest_frame_is_taken(world):
@@ -107,7 +102,7 @@ def test_a_promised_frame_that_never_comes_costs_no_memory(world, sanitizer):
     before = world.companion.resident_kb()
     with world.connect() as link:
         link.send_raw(struct.pack(">IB", MAX_LENGTH, ATTACHMENT) + b"ten bytes.")
-        assert 1.5 < link.seconds_until_closed(6) < 4.5
+        assert 2.9 < link.age_when_closed(12) < 10
     assert_peak_growth_below(world, sanitizer, 8, before)
 
 
@@ -161,7 +156,7 @@ def test_hundreds_of_connections_beside_a_link_are_all_closed(world):
         port = world.heartbeats.usable()["port"]
         others = [Link.connect(port) for _ in range(200)]
         for other in others:
-            other.seconds_until_closed(5)
+            other.seconds_until_closed(15)
             other.close()
         assert_answers(link)
 
@@ -253,7 +248,7 @@ def test_a_snapshot_as_large_as_a_frame_holds_nothing_up(world):
         link.respond(request, {"revision": 1, "history": rows, "favorites": [], "categories": []})
         assert_answers(link)
         world.heartbeats.all_received()
-        world.heartbeats.wait_for(timeout=4)
+        world.heartbeats.wait_for()
 
 
 def test_responses_that_nobody_waits_for_are_ignored(world):
@@ -273,14 +268,13 @@ def test_a_flood_of_hellos_with_a_wrong_nonce_gets_one_refusal(world):
     link = Link.connect(world.heartbeats.usable()["port"])
     hello = envelope_bytes("request", "hello", new_id(), {"nonce": "wrong", "app": "a", "build": "b"})
     send_as_far_as_possible(link, [frame(ENVELOPE, hello) * 100] * 100)
-    start = time.monotonic()
-    while True:
-        try:
-            kind, body = link.read_frame(timeout=5)
+    refusals = 0
+    with pytest.raises(LinkClosed):
+        while True:
+            kind, body = link.read_frame()
             assert kind == ENVELOPE and json.loads(body)["e"]["code"] == "bad_nonce"
-        except LinkClosed:
-            break
-    assert time.monotonic() - start < 3
+            refusals += 1
+    assert refusals <= 1  # none where the reset overtook it
     link.close()
 
 
@@ -310,7 +304,7 @@ def test_staged_attachments_of_more_than_64_mib_close_the_link(world, sanitizer)
     with world.link() as link:
         sent = send_as_far_as_possible(link, (attachment_frame(new_id(), bytes(MIB)) for _ in range(200)))
         assert sent is None or sent >= 63
-        assert link.seconds_until_closed(5) < 3
+        link.seconds_until_closed(15)
     assert_peak_growth_below(world, sanitizer, 128, before)
 
 
@@ -350,7 +344,7 @@ def test_a_peer_that_only_sends_bytes_of_chance_loses_its_link(world):
         with Link.connect(world.heartbeats.usable()["port"]) as link:
             try:
                 link.send_raw(digits.randbytes(100_000), timeout=5)
-                link.seconds_until_closed(6)
+                link.seconds_until_closed(12)
             except (LinkClosed, TimeoutError):
                 pass
 
@@ -364,5 +358,4 @@ def test_valid_envelopes_with_bytes_flipped_do_no_harm(world):
             for _ in range(digits.randrange(1, 5)):
                 body[digits.randrange(len(body))] = digits.randrange(256)
             link.send_raw(frame(ENVELOPE, bytes(body)))
-        id = link.request("unheard.of")
-        assert link.response(id, 10)[0]["e"]["code"] == "unknown_message"
+        assert_answers(link)

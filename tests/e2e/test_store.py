@@ -36,11 +36,11 @@ def texts(session):
     return [content for kind, content in contents(session) if kind == "text"]
 
 
-def wait_for_text(session, text, timeout=15):
+def wait_for_text(session, text, timeout=20):
     wait_until(lambda: text in texts(session), timeout, f"the entry {text!r}")
 
 
-def copy_until_recorded(session, text, timeout=20):
+def copy_until_recorded(session, text, timeout=30):
     """Copies made before the link stands are lost by design, so a person would copy again."""
     deadline = time.monotonic() + timeout
     while text not in texts(session):
@@ -72,7 +72,7 @@ class TestBesideTheCompanion:
     def test_a_text_and_an_image_are_recorded(self, session, store, companion):
         copy_until_recorded(session, "the first text")
         session.copy(images.half_transparent(), "image/png")
-        wait_until(lambda: contents(session) and contents(session)[0][0] == "image", 10, "the image")
+        wait_until(lambda: contents(session) and contents(session)[0][0] == "image", 20, "the image")
         jpeg = contents(session)[0][1]
         assert jpeg[:2] == b"\xff\xd8"
         width, height, at = images.pixels(jpeg)
@@ -199,7 +199,7 @@ class TestBeforeAStandIn:
     def test_a_length_out_of_range_ends_the_link_and_not_the_store(self, store, double, length):
         with welcomed(double, store) as link:
             link.send_raw(struct.pack(">IB", length, ENVELOPE))
-            assert link.seconds_until_closed(2) < 1
+            link.seconds_until_closed(10)
         with welcomed(double, store) as link:
             assert snapshot(link)["history"] == []
 
@@ -226,14 +226,12 @@ class TestBeforeAStandIn:
             link.next("store.changed")
             wait_until(lambda: any(row["preview"] == "after it" for row in snapshot(link)["history"]), 5, "the text")
 
-    def test_a_flood_of_copies_is_recorded_in_order(self, store, double):
+    def test_a_flood_of_copies_is_recorded_whole_and_in_order(self, store, double):
         with welcomed(double, store) as link:
             for number in range(300):
                 report_text(link, f"copy {number}")
-            wait_until(lambda: snapshot(link, 20)["history"][:1] and
-                       snapshot(link, 20)["history"][0]["preview"] == "copy 299", 30, "the last of them", 0.2)
-            numbers = [int(row["preview"].split()[1]) for row in snapshot(link)["history"]]
-        assert numbers == sorted(numbers, reverse=True)
+            rows = snapshot(link, 60)["history"]  # asked after them, it is answered after them
+        assert [row["preview"] for row in rows] == [f"copy {number}" for number in range(299, -1, -1)]
 
     def test_what_was_recorded_survives_a_kill_at_any_moment(self, session, store, double):
         with welcomed(double, store) as link:
@@ -246,6 +244,25 @@ class TestBeforeAStandIn:
             assert [row["preview"] for row in snapshot(link)["history"]] == [f"copy {n}" for n in range(19, -1, -1)]
 
 
+    def test_started_with_standard_error_closed_it_records(self, session, double, heartbeats):
+        store = session.start_store(redirections="2>&-")
+        with welcomed(double, store) as link:
+            report_text(link, "in silence")
+            assert [row["preview"] for row in snapshot(link)["history"]] == ["in silence"]
+        assert store.target_of_descriptor(2) == "/dev/null"
+
+    def test_started_with_all_descriptors_closed_what_it_says_does_not_go_into_the_database(self, session, double):
+        store = session.start_store("--verbose", redirections="<&- >&- 2>&-")
+        with welcomed(double, store) as link:
+            report_text(link, "in silence")
+            link.next("store.changed")
+        assert [store.target_of_descriptor(number) for number in range(3)] == ["/dev/null"] * 3
+        store.stop()
+        with sqlite3.connect(database(session)) as connection:
+            assert connection.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
+        assert texts(session) == ["in silence"]
+
+
 class TestCommandLine:
     def test_an_empty_store_lists_nothing_and_is_no_error(self, session):
         assert listed(session) == [] and session.store_command("list") == b""
@@ -253,12 +270,12 @@ class TestCommandLine:
     def test_an_unknown_entry_is_an_error_in_a_sentence(self, session, store, double):
         welcomed(double, store).close()
         done = session.start("show", session.program("vexil-store"), "show", new_id())
-        assert done.wait(10) != 0
+        assert done.wait(20) == 1
         assert done.stdout() == "" and done.stderr().count("\n") == 1
 
     def test_a_second_store_is_refused_while_one_serves(self, session, store, double):
         welcomed(double, store).close()
         second = session.start("second", session.program("vexil-store"), "serve")
-        assert second.wait(10) != 0
+        assert second.wait(20) == 1
         assert second.stderr().count("\n") == 1
         assert store.is_running

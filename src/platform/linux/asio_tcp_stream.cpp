@@ -6,6 +6,7 @@
 #include <asio/error.hpp>
 #include <asio/post.hpp>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -19,6 +20,10 @@ namespace {
 
 constexpr auto kConnectTimeout = std::chrono::seconds(3);
 constexpr std::size_t kMaxGather = 64; // buffers in one system call
+
+// What a peer made its reader keep in many small pieces lies scattered over pages that the allocator does not give
+// back by itself. After a stream of more bytes than this it is told to.
+constexpr std::uint64_t kTrimAfter = 1U << 20;
 
 // Up to kMaxGather buffers of one write, without memory of its own.
 class Gather {
@@ -89,6 +94,8 @@ void AsioTcpConnection::drop() {
     asio::dispatch(link_->context, [self = shared_from_this()] {
         self->close();
         self->forget();
+        if (self->received_ > kTrimAfter)
+            ::malloc_trim(0);
     });
 }
 
@@ -213,6 +220,7 @@ void AsioTcpConnection::readSome() {
 void AsioTcpConnection::finishReceive(std::error_code error, std::size_t size) {
     if (isDropped_ || !onReceived_)
         return;
+    received_ += size;
     if (!socket_)
         error = asio::error::operation_aborted; // what came just before the end is not delivered after it
     auto onReceived = std::exchange(onReceived_, nullptr);

@@ -96,6 +96,7 @@ private:
     UniqueFunction<void(TcpStream::State)> onState_;
     UniqueFunction<void(TcpStream::Received)> onReceived_;
     std::unique_ptr<std::array<std::uint8_t, TcpStream::kMaxReceive>> input_; // made by the first receive
+    std::uint64_t received_ = 0;                                              // bytes, over the whole stream
     // Sends that are not reported yet, oldest first. Of those, `taken_` are with the system entirely, and of the next
     // one the buffers before `buffer_` and `offset_` bytes of that one.
     std::deque<Send> sends_;
