@@ -252,6 +252,21 @@ TEST_F(ClipboardWatcherTest, AFrozenOwnerDelaysNothingElse) {
     EXPECT_THAT(published(), ElementsAre("text given"));
 }
 
+TEST_F(ClipboardWatcherTest, AConcealedOwnerThatThawsAfterItsTypeListTimedOutIsNotRead) {
+    connect();
+    pasteboard.copy("secret", {pasteboard_type::kConcealed});
+    pasteboard.freezeOwner(true);
+    queue.advance(kPoll + MemoryPasteboard::kReadDeadline - 1ms);
+    EXPECT_THAT(pasteboard.reads(), ElementsAre(MemoryPasteboard::kTypesRead));
+    // It is back when the text is asked for, right after the list was given up.
+    const Timer thaw = queue.after(1ms, [this] { pasteboard.freezeOwner(false); });
+    queue.advance(20s);
+    EXPECT_THAT(published(), IsEmpty());
+    pasteboard.copy("harmless");
+    queue.advance(kPoll);
+    EXPECT_THAT(published(), ElementsAre("text harmless"));
+}
+
 TEST_F(ClipboardWatcherTest, ChangesAreReportedInTheOrderInWhichTheyWereSeen) {
     connect();
     codec.answerWith(bytes("jpeg"));

@@ -36,7 +36,8 @@ struct PasteboardContents {
 
 // Main queue only; completions come on it. Reads are asynchronous because the content lives in another program, which
 // may be slow, hung or gone: a read without progress for 2 s yields none, and no read ever blocks. Content may change
-// between two reads: compare changeCount() before and after.
+// between two reads: compare changeCount() before and after. A read that a change overtakes may yield none, and then
+// changeCount() has been raised by the time it does.
 class Pasteboard {
 public:
     virtual ~Pasteboard() = default;
@@ -44,7 +45,9 @@ public:
     // Raised by every write, by whomever; never falls. Costs one load.
     [[nodiscard]] virtual std::int64_t changeCount() const = 0;
 
-    // Identifiers from pasteboard_type that apply, with no duplicates; none where nobody says what there is.
+    // Identifiers from pasteboard_type that apply, with no duplicates; none where nobody says what there is. An owner
+    // that did not answer in time may have wanted to say that its content is concealed: it is not read again, whatever
+    // is asked for, before the next change. One that answers without naming any type stays readable.
     virtual void types(UniqueFunction<void(std::optional<std::vector<std::string>>)> completion) = 0;
 
     // The plain text, valid UTF-8.

@@ -11,8 +11,15 @@ class MemoryPasteboardSession final : public PasteboardSession {
 public:
     Pasteboard& ours() override { return pasteboard_; }
     Pasteboard& theirs() override { return pasteboard_; }
+    void copyConcealedAndHang(const std::string& text) override {
+        pasteboard_.copy(text, {pasteboard_type::kConcealed});
+        pasteboard_.freezeOwner(true);
+    }
+    void endHang() override { pasteboard_.freezeOwner(false); }
     bool runUntil(const std::function<bool()>& isSo) override {
         queue_.runUntilIdle();
+        if (!isSo())
+            queue_.advance(MemoryPasteboard::kReadDeadline);
         return isSo();
     }
 

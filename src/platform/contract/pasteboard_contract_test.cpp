@@ -97,6 +97,19 @@ TEST_P(PasteboardContract, MarksAreTypesBesideTheContent) {
                 Optional(UnorderedElementsAre(pasteboard_type::kString, pasteboard_type::kTransient)));
 }
 
+TEST_P(PasteboardContract, AConcealedOwnerThatThawsAfterItsTypeListTimedOutIsNotRead) {
+    const std::int64_t before = ours().changeCount();
+    session->copyConcealedAndHang("secret");
+    ASSERT_TRUE(session->runUntil([&] { return ours().changeCount() != before; }));
+    EXPECT_EQ(session->types(ours()), std::nullopt);
+    session->endHang();
+    EXPECT_EQ(session->string(ours()), std::nullopt);
+    EXPECT_EQ(session->data(ours(), pasteboard_type::kPng), std::nullopt);
+    EXPECT_EQ(session->types(ours()), std::nullopt);
+    copyElsewhere(text("next"));
+    EXPECT_THAT(session->string(ours()), Optional(std::string("next")));
+}
+
 TEST_P(PasteboardContract, EachWriteGetsTheChangeCountOfItsOwn) {
     const std::int64_t first = written(ours(), text("one"));
     EXPECT_EQ(ours().changeCount(), first);

@@ -20,6 +20,9 @@ public:
     [[nodiscard]] virtual Pasteboard& ours() = 0;
     // What another program sees and does.
     [[nodiscard]] virtual Pasteboard& theirs() = 0;
+    // A program that hangs has copied a text and says that it is concealed, as soon as it is back.
+    virtual void copyConcealedAndHang(const std::string& text) = 0;
+    virtual void endHang() = 0;
     // Runs the main queue until `isSo` holds; false where it does not come to that.
     virtual bool runUntil(const std::function<bool()>& isSo) = 0;
 

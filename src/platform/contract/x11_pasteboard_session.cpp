@@ -28,6 +28,23 @@ X11PasteboardSession::X11PasteboardSession()
     EXPECT_TRUE(runUntil([this] { return connections_ == 2; }));
 }
 
+void X11PasteboardSession::copyConcealedAndHang(const std::string& text) {
+    hangEnd_.emplace();
+    hanging_ = std::make_unique<ScriptedOwner>(
+        [hangEnd = hangEnd_->get_future().share(),
+         answer = honest({{"UTF8_STRING", text}, {pasteboard_type::kConcealed, ""}})](
+            X11Peer& peer, const xcb_selection_request_event_t& request, const std::string& target) {
+            hangEnd.wait();
+            answer(peer, request, target);
+        });
+}
+
+void X11PasteboardSession::endHang() {
+    if (hangEnd_)
+        hangEnd_->set_value();
+    hangEnd_.reset();
+}
+
 std::vector<PasteboardSessionFactory> pasteboardSessionFactories() {
     return {{"X11", []() -> std::unique_ptr<PasteboardSession> { return std::make_unique<X11PasteboardSession>(); }}};
 }

@@ -10,7 +10,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vexil {
@@ -20,10 +22,18 @@ namespace {
 using testing::ElementsAre;
 using namespace std::chrono_literals;
 
-// An Xvfb on a display that is free, or on a given one.
+// A display that is free, and that no server takes which picks its own number: those start at zero. It is tried again
+// after the end of a server, so it must not be given to a test that runs beside this one.
+std::string freeDisplay() {
+    for (int number = 200 + getpid() % 500;; ++number) {
+        if (!std::filesystem::exists("/tmp/.X" + std::to_string(number) + "-lock"))
+            return ":" + std::to_string(number);
+    }
+}
+
 class Server {
 public:
-    explicit Server(const std::string& display = "") : Server(makePipe(), display) {}
+    explicit Server(std::string display = freeDisplay()) : Server(makePipe(), std::move(display)) {}
 
     [[nodiscard]] const std::string& display() const { return display_; }
     void signal(int number) const { process_.signal(number); }
@@ -42,20 +52,17 @@ private:
         return {ends[0], ends[1]};
     }
     static std::vector<std::string> command(const std::string& display) {
-        std::vector<std::string> words = {"Xvfb", "-displayfd", "3", "-nolisten", "tcp", "-noreset"};
-        if (!display.empty())
-            words.insert(words.begin() + 1, display);
-        return words;
+        return {"Xvfb", display, "-displayfd", "3", "-nolisten", "tcp", "-noreset"};
     }
-    Server(Pipe ends, const std::string& display) : process_(command(display), "", "", ends.writing) {
+    Server(Pipe ends, std::string display)
+        : process_(command(display), "", "", ends.writing), display_(std::move(display)) {
         close(ends.writing);
         char byte = 0;
         std::string number;
         while (read(ends.reading, &byte, 1) == 1 && byte != '\n')
             number += byte;
         close(ends.reading);
-        EXPECT_NE(number, "");
-        display_ = ":" + number;
+        EXPECT_EQ(":" + number, display_); // it is there, and on that display
     }
 
     ChildProcess process_;

@@ -29,8 +29,14 @@ void MemoryPasteboard::answer(const std::string& type, UniqueFunction<void(std::
     reads_.push_back(type);
     auto shared = std::make_shared<UniqueFunction<void(std::optional<Answer>)>>(std::move(completion));
     mainQueue_.post(lifetime_.guard([this, type, shared, look] {
+        if (ownerGivenUp_)
+            return (*shared)(std::nullopt);
         if (ownerFrozen_ && hasOwner_) {
-            deadlines_.push_back(mainQueue_.after(kReadDeadline, [shared] { (*shared)(std::nullopt); }));
+            auto giveUp = lifetime_.guard([this, shared, change = changeCount_] {
+                ownerGivenUp_ = ownerGivenUp_ || change == changeCount_;
+                (*shared)(std::nullopt);
+            });
+            deadlines_.push_back(mainQueue_.after(kReadDeadline, std::move(giveUp)));
             return;
         }
         std::optional<Answer> found = look();
@@ -82,6 +88,7 @@ std::int64_t MemoryPasteboard::copyData(std::string type, Bytes bytes, std::vect
 std::int64_t MemoryPasteboard::copyContents(PasteboardContents contents) {
     contents_ = std::move(contents);
     hasOwner_ = true;
+    ownerGivenUp_ = false;
     return ++changeCount_;
 }
 

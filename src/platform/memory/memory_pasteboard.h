@@ -33,8 +33,9 @@ public:
     std::int64_t copyData(std::string type, Bytes bytes, std::vector<std::string> marks = {});
     std::int64_t copyContents(PasteboardContents contents);
 
-    // The programs that copy hang: reads, also those under way, yield none after the deadline. A write ends it, since
-    // the content is then our own.
+    // The programs that copy hang: reads, also those under way, yield none after the deadline, and from then on at once
+    // until the next change, even where the program has come back meanwhile. A write ends it, since the content is then
+    // our own.
     void freezeOwner(bool frozen) { ownerFrozen_ = frozen; }
     // The program that owns the content ends and takes it along. Returns the change count.
     std::int64_t endOwner();
@@ -64,6 +65,7 @@ private:
     bool hasOwner_ = false;
     std::int64_t changeCount_ = 0;
     bool ownerFrozen_ = false;
+    bool ownerGivenUp_ = false; // until the next change
     bool typesWithheld_ = false;
     bool writesRefused_ = false;
     std::string changingRead_;

@@ -40,6 +40,22 @@ TEST_F(MemoryPasteboardTest, AFrozenOwnerYieldsNoneAfterTheDeadline) {
     EXPECT_THAT(answer, Optional(std::optional<std::string>()));
 }
 
+TEST_F(MemoryPasteboardTest, AnOwnerThatWasSilentIsReadAgainOnlyAfterTheNextChange) {
+    pasteboard.copy("text");
+    pasteboard.freezeOwner(true);
+    readText();
+    queue.advance(MemoryPasteboard::kReadDeadline);
+    pasteboard.freezeOwner(false);
+    answer.reset();
+    readText();
+    queue.runUntilIdle();
+    EXPECT_THAT(answer, Optional(std::optional<std::string>()));
+    pasteboard.copy("next");
+    readText();
+    queue.runUntilIdle();
+    EXPECT_THAT(answer, Optional(Optional(std::string("next"))));
+}
+
 TEST_F(MemoryPasteboardTest, AnOwnerThatEndsTakesItsContentAlong) {
     const std::int64_t copied = pasteboard.copy("text");
     EXPECT_GT(pasteboard.endOwner(), copied);
