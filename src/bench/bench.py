@@ -35,7 +35,7 @@ BARS: dict[str, Bar] = {
     "capture.png-to-jpeg": Bar(1.2, "a screenshot of 3840x2160 from PNG to JPEG through the codec port",
                                "libpng and libjpeg-turbo called directly"),
     "idle.wakeups": Bar(3.0, "context switches a second of vexil-shortcut, connected and idle, over 30 s",
-                        "one for the poll and one for the heartbeat"),
+                        "2.0: 1.33 for the poll and 0.33 for the heartbeat, rounded up"),
     "idle.memory": Bar(0.25, "proportional memory of vexil-shortcut, connected and idle",
                        "all processes of an idle copyq server"),
     "start.cold": Bar(0.2, "exec of vexil-shortcut to its first heartbeat",
