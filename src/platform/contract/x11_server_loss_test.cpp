@@ -7,9 +7,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -26,8 +30,11 @@ using namespace std::chrono_literals;
 // after the end of a server, so it must not be given to a test that runs beside this one.
 std::string freeDisplay() {
     for (int number = 200 + getpid() % 500;; ++number) {
-        if (!std::filesystem::exists("/tmp/.X" + std::to_string(number) + "-lock"))
-            return ":" + std::to_string(number);
+        const std::string digits = std::to_string(number);
+        // A server that reports its number makes no lock file.
+        if (!std::filesystem::exists("/tmp/.X" + digits + "-lock") &&
+            !std::filesystem::exists("/tmp/.X11-unix/X" + digits))
+            return ":" + digits;
     }
 }
 
@@ -97,7 +104,47 @@ protected:
     std::unique_ptr<X11Pasteboard> pasteboard;
 };
 
+// Takes connections, and never says a word.
+class SilentServer {
+public:
+    SilentServer() : display_(freeDisplay()), descriptor_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const std::string name = std::string(1, '\0') + "/tmp/.X11-unix/X" + display_.substr(1);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        name.copy(address.sun_path, name.size());
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+        EXPECT_EQ(bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(listen(descriptor_, 4), 0);
+    }
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
+    ~SilentServer() { close(descriptor_); }
+
+    [[nodiscard]] const std::string& display() const { return display_; }
+    // False where nobody connects within 5 s. The connection lasts as long as the test.
+    [[nodiscard]] bool accepts() const {
+        pollfd readable{descriptor_, POLLIN, 0};
+        return poll(&readable, 1, 5000) == 1;
+    }
+
+private:
+    std::string display_;
+    int descriptor_;
+};
+
 } // namespace
+
+TEST_F(X11ServerLoss, AServerThatNeverFinishesTheConnectionHoldsUpNeitherOthersNorTheEnd) {
+    const Server server;
+    const SilentServer silent;
+    connectTo(silent.display());
+    ASSERT_TRUE(silent.accepts());
+    const X11Peer peer(server.display()); // by way of the same authority file
+    const auto start = Clock::now();
+    pasteboard.reset();
+    EXPECT_LT(Clock::now() - start, 1s);
+    EXPECT_THAT(connections, testing::IsEmpty());
+}
 
 TEST_F(X11ServerLoss, WithoutADisplayThereIsNeverAnything) {
     connectTo("");

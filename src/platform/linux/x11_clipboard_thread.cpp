@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/x11_clipboard_thread.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -47,8 +48,10 @@ X11ClipboardThread::~X11ClipboardThread() {
     isStopping_ = true;
     {
         const std::lock_guard lock(mutex_);
-        if (connected_ >= 0)
-            shutdown(connected_, SHUT_RDWR);
+        for (const int socket : {connecting_, connected_}) {
+            if (socket >= 0)
+                shutdown(socket, SHUT_RDWR);
+        }
     }
     wake();
     thread_.join();
@@ -84,7 +87,8 @@ void X11ClipboardThread::run() {
 }
 
 void X11ClipboardThread::connect() {
-    auto connection = X11Connection::open(display_);
+    auto connection = X11Connection::open(display_, lifetime_.guard([this](int socket) { onSocket(socket); }));
+    closeConnecting();
     if (!connection) {
         retryAt_ = Clock::now() + kRetryInterval;
         return report(false);
@@ -101,6 +105,20 @@ void X11ClipboardThread::connect() {
     if (isChange)
         events_.onForeignChange(changeCount_);
     report(true);
+}
+
+void X11ClipboardThread::onSocket(int socket) {
+    const std::lock_guard lock(mutex_);
+    connecting_ = fcntl(socket, F_DUPFD_CLOEXEC, 0);
+    if (isStopping_) // which found no socket to shut down
+        shutdown(socket, SHUT_RDWR);
+}
+
+void X11ClipboardThread::closeConnecting() {
+    const std::lock_guard lock(mutex_);
+    if (connecting_ >= 0)
+        close(connecting_);
+    connecting_ = -1;
 }
 
 void X11ClipboardThread::disconnect() {

@@ -34,8 +34,8 @@ public:
     X11ClipboardThread(std::string display, Events events);
     X11ClipboardThread(const X11ClipboardThread&) = delete;
     X11ClipboardThread& operator=(const X11ClipboardThread&) = delete;
-    // Ends the connection and the thread, also where the server hangs; only a server that hangs while a connection to
-    // it is being made holds this up.
+    // Ends the connection and the thread, also where the server hangs; only a server on another machine holds this up,
+    // where it hangs while a connection to it is being made.
     ~X11ClipboardThread();
 
     // From any thread. While there is no connection, commands run at once, on the caller's.
@@ -44,6 +44,8 @@ public:
 private:
     void run();
     void connect();
+    void onSocket(int socket);
+    void closeConnecting();
     void disconnect();
     void report(bool isConnected);
     void runCommands();
@@ -59,8 +61,9 @@ private:
     std::optional<bool> reported_; // what onConnection was last told
 
     std::atomic<bool> isStopping_ = false;
-    std::mutex mutex_;   // guards what follows
-    int connected_ = -1; // the connection's socket
+    std::mutex mutex_;    // guards what follows
+    int connecting_ = -1; // our copy of the socket of a connection that is being made
+    int connected_ = -1;  // the connection's socket
     std::vector<Command> commands_;
 
     Lifetime lifetime_;

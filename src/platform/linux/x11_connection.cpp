@@ -33,9 +33,9 @@ xcb_screen_t* screenOf(xcb_connection_t* connection, int number) {
 
 } // namespace
 
-std::unique_ptr<X11Connection> X11Connection::open(const std::string& display) {
+std::unique_ptr<X11Connection> X11Connection::open(const std::string& display, UniqueFunction<void(int)> onSocket) {
     int screen = 0;
-    std::unique_ptr<X11Connection> connection(new X11Connection(connectToX(display, &screen)));
+    std::unique_ptr<X11Connection> connection(new X11Connection(connectToX(display, &screen, std::move(onSocket))));
     if (xcb_connection_has_error(connection->connection_) != 0 || !connection->prepare(screen))
         return nullptr;
     return connection;

@@ -24,8 +24,8 @@ public:
     using EventHandler = UniqueFunction<void(const xcb_generic_event_t&)>;
 
     // Connects, makes one unmapped window of our own and asks to hear of every new owner of CLIPBOARD. Blocks for a
-    // few round trips. Null where there is no such display, or it has no XFixes.
-    static std::unique_ptr<X11Connection> open(const std::string& display);
+    // few round trips; `onSocket` as in connectToX(). Null where there is no such display, or it has no XFixes.
+    static std::unique_ptr<X11Connection> open(const std::string& display, UniqueFunction<void(int)> onSocket = {});
     X11Connection(const X11Connection&) = delete;
     X11Connection& operator=(const X11Connection&) = delete;
     ~X11Connection();
