@@ -100,6 +100,12 @@ def test_a_program_that_writes_on_standard_error_or_ends_badly_is_reported(bare_
     assert loud.complaints() == ["loud wrote on standard error:\n  ouch", "loud ended with status 3"]
 
 
+def test_a_program_that_dies_of_being_asked_to_end_is_reported(bare_session):
+    careless = bare_session.start("careless", "/bin/sleep", "1000")
+    careless.stop()
+    assert careless.complaints() == ["careless ended with status -15"]
+
+
 def test_nothing_is_left_behind(build):
     from session import Session
     session = Session(build)
@@ -119,11 +125,11 @@ def test_the_clipboard_owner_tells_what_it_is_asked(bare_session, build):
     content = bare_session.root / "content"
     content.write_text("hidden")
     owner = bare_session.start("owner", build / "tests/clipboard_owner", f"UTF8_STRING={content}")
-    wait_until(lambda: "owned" in owner.stdout(), 5, "the clipboard")
+    wait_until(lambda: "owned" in owner.stdout(), 15, "the clipboard")
     targets = bare_session.run("xclip", "-selection", "clipboard", "-out", "-target", "TARGETS").decode()
     assert targets.split() == ["TARGETS", "UTF8_STRING"]
     assert bare_session.run("xclip", "-selection", "clipboard", "-out", "-target", "UTF8_STRING") == b"hidden"
-    wait_until(lambda: owner.stdout().split() == ["owned", "asked", "TARGETS", "asked", "UTF8_STRING"], 5, "the report")
+    wait_until(lambda: owner.stdout().split() == ["owned", "asked", "TARGETS", "asked", "UTF8_STRING"], 15, "the report")
 
 
 def test_the_images_are_what_they_say(bare_session):

@@ -224,7 +224,7 @@ class TestBeforeAStandIn:
             report_image(link, b"not an image at all")
             report_text(link, "after it")
             link.next("store.changed")
-            wait_until(lambda: any(row["preview"] == "after it" for row in snapshot(link)["history"]), 5, "the text")
+            wait_until(lambda: any(row["preview"] == "after it" for row in snapshot(link)["history"]), 15, "the text")
 
     def test_a_flood_of_copies_is_recorded_whole_and_in_order(self, store, double):
         with welcomed(double, store) as link:
