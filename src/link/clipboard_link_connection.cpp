@@ -130,16 +130,16 @@ void ClipboardLinkConnection::respond(const Request& request, Reply reply, std::
                                    makeHeader(request.header.id, ClipboardLinkEnvelopeKind::response, request.header.m),
                                .attachment = std::move(attachment),
                                .onWritten = std::move(onWritten)};
-    if (reply)
+    if (reply) {
         message.payload = std::move(*reply);
-    else
-        message.header.e = std::move(reply).error();
-    // The peer waits for an answer: tell it at least why there is none.
-    if (reply)
+        // The peer waits for an answer: tell it at least why there is none.
         message.onTooLarge = lifetime_.guard([this, header = message.header]() mutable {
             header.e = link_error::kTooLarge;
             pipeline_->send({.header = std::move(header)});
         });
+    } else {
+        message.header.e = std::move(reply).error();
+    }
     pipeline_->send(std::move(message));
 }
 
