@@ -18,6 +18,8 @@ namespace vexil::bench {
 class BlockingSocket {
 public:
     explicit BlockingSocket(std::uint16_t connectTo);
+    BlockingSocket(const BlockingSocket&) = delete;
+    BlockingSocket& operator=(const BlockingSocket&) = delete;
     BlockingSocket(BlockingSocket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     BlockingSocket& operator=(BlockingSocket&&) = delete;
     ~BlockingSocket();
@@ -52,6 +54,8 @@ private:
 class BlockingPeer {
 public:
     explicit BlockingPeer(std::uint16_t port);
+    BlockingPeer(const BlockingPeer&) = delete;
+    BlockingPeer& operator=(const BlockingPeer&) = delete;
     ~BlockingPeer();
 
     void sayHello(const std::string& nonce) const;

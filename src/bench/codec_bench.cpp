@@ -106,7 +106,7 @@ unsigned long jpegSizeOf(std::vector<png_byte> pixels) {
     }
     jpeg_finish_compress(&compressor);
     jpeg_destroy_compress(&compressor);
-    std::free(output);
+    const std::unique_ptr<unsigned char, void (*)(void*)> freed(output, &std::free);
     return size;
 }
 

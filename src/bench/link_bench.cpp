@@ -64,6 +64,8 @@ private:
 // The same peer at the other end of a bare socket.
 struct PlainLink {
     PlainLink() : socket(BlockingSocket::acceptFrom([this](std::uint16_t port) { peer.emplace(port); })) {}
+    PlainLink(const PlainLink&) = delete;
+    PlainLink& operator=(const PlainLink&) = delete;
     ~PlainLink() { socket.shutDown(); }
 
     std::optional<BlockingPeer> peer;
@@ -143,14 +145,15 @@ private:
 };
 
 double plainRoundTrips(const BlockingSocket& socket, const std::string& request) {
-    std::vector<double> trips;
+    std::vector<double> trips(kTripsPerRound);
     std::vector<char> reply(4096);
-    for (int i = 0; i < kTripsPerRound; ++i)
-        trips.push_back(microsecondsOf([&] {
+    for (double& trip : trips) {
+        trip = microsecondsOf([&] {
             socket.sendAll(request.data(), request.size());
             if (socket.receiveSome(reply.data(), reply.size()) == 0)
                 throw std::runtime_error("the peer did not answer");
-        }));
+        });
+    }
     return median(trips);
 }
 
