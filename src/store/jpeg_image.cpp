@@ -8,6 +8,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
 // libjpeg reports a failure by a callback that must not return. It jumps back to a setjmp, past the frames in between,
@@ -124,7 +125,7 @@ public:
     }
     ~Encoder() {
         jpeg_destroy_compress(&codec_);
-        std::free(out_);
+        const std::unique_ptr<unsigned char, void (*)(void*)> freed(out_, &std::free);
     }
     Encoder(const Encoder&) = delete;
     Encoder& operator=(const Encoder&) = delete;

@@ -35,6 +35,8 @@ public:
     // Fails where another process serves the store of `folder`, which must exist.
     static Result<StoreLock, StoreError> take(const StoreFolder& folder);
 
+    StoreLock(const StoreLock&) = delete;
+    StoreLock& operator=(const StoreLock&) = delete;
     StoreLock(StoreLock&& other) noexcept;
     StoreLock& operator=(StoreLock&&) = delete;
     ~StoreLock();
