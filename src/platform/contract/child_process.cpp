@@ -2,9 +2,10 @@
 #include "platform/contract/child_process.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace vexil {
 

@@ -16,6 +16,8 @@ public:
     // `inherited` is left open for it, as its descriptor 3, where it is not negative.
     explicit ChildProcess(const std::vector<std::string>& command, const std::string& input = "",
                           const std::string& output = "", int inherited = -1);
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
     ChildProcess(ChildProcess&& other) noexcept : id_(std::exchange(other.id_, -1)) {}
     ChildProcess& operator=(ChildProcess&&) = delete;
     ~ChildProcess(); // kills it where it still runs

@@ -60,6 +60,9 @@ private:
 
 class KeyFileHome final : public Home {
 public:
+    KeyFileHome() = default;
+    KeyFileHome(const KeyFileHome&) = delete;
+    KeyFileHome& operator=(const KeyFileHome&) = delete;
     ~KeyFileHome() override { setWritable(true); }
     std::unique_ptr<UserDefaults> run() override {
         return std::make_unique<KeyFileUserDefaults>(folder_.path() / "VexilShortcut" / "defaults.ini");

@@ -28,6 +28,8 @@ protected:
         std::string name = testing::TempDir() + "x11_pasteboard_XXXXXX";
         folder_ = mkdtemp(name.data());
     }
+    X11PasteboardFixture(const X11PasteboardFixture&) = delete;
+    X11PasteboardFixture& operator=(const X11PasteboardFixture&) = delete;
     ~X11PasteboardFixture() override { std::filesystem::remove_all(folder_); }
 
     std::string file(const std::string& name) { return folder_ / name; }

@@ -142,10 +142,10 @@ std::optional<DBusNotifications::Signal> DBusNotifications::signalOf(const std::
         return std::nullopt;
     Signal signal{"/" + name.substr(0, lastDot), name.substr(0, lastDot), name.substr(lastDot + 1)};
     std::replace(signal.path.begin(), signal.path.end(), '.', '/');
-    const bool isValid = g_variant_is_object_path(signal.path.c_str()) &&
-                         g_dbus_is_interface_name(signal.interface.c_str()) &&
-                         g_dbus_is_member_name(signal.member.c_str());
-    return isValid ? std::optional(std::move(signal)) : std::nullopt;
+    if (!g_variant_is_object_path(signal.path.c_str()) || !g_dbus_is_interface_name(signal.interface.c_str()) ||
+        !g_dbus_is_member_name(signal.member.c_str()))
+        return std::nullopt;
+    return signal;
 }
 
 std::optional<DBusNotifications::UserInfo> DBusNotifications::userInfoOf(GVariant* parameters) {

@@ -19,9 +19,9 @@ struct GlibMainQueue::Source {
 
     static gboolean prepare(GSource* source, gint* timeout) {
         *timeout = of(source).idleMilliseconds();
-        return *timeout == 0;
+        return *timeout == 0 ? TRUE : FALSE;
     }
-    static gboolean check(GSource* source) { return of(source).idleMilliseconds() == 0; }
+    static gboolean check(GSource* source) { return of(source).idleMilliseconds() == 0 ? TRUE : FALSE; }
     static gboolean dispatch(GSource* source, GSourceFunc, gpointer) {
         of(source).runPass();
         return G_SOURCE_CONTINUE;

@@ -11,22 +11,22 @@
 namespace vexil::image_file {
 
 // False where the file ends before its (first) image does. Damage within is left to the decoder.
-[[nodiscard]] bool isWholeBmp(ByteView file);
-[[nodiscard]] bool isWholeGif(ByteView file);
-[[nodiscard]] bool isWholeWebp(ByteView file);
+[[nodiscard]] bool isWholeBmp(ByteView bytes);
+[[nodiscard]] bool isWholeGif(ByteView bytes);
+[[nodiscard]] bool isWholeWebp(ByteView bytes);
 
 struct JpegOutline {
     bool isWhole = false; // as above
     std::uint64_t scans = 0;
     std::uint64_t pixels = 0; // of one scan
 };
-[[nodiscard]] JpegOutline outlineOfJpeg(ByteView file);
+[[nodiscard]] JpegOutline outlineOfJpeg(ByteView bytes);
 
 struct Size {
     std::uint32_t width;
     std::uint32_t height;
 };
 // None where the file does not begin as a WebP does.
-[[nodiscard]] std::optional<Size> webpSize(ByteView file);
+[[nodiscard]] std::optional<Size> webpSize(ByteView bytes);
 
 } // namespace vexil::image_file

@@ -33,9 +33,12 @@ struct JpegWriter::State {
     unsigned char* output = nullptr; // from malloc
     unsigned long outputSize = 0;
 
+    State() = default;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
     ~State() {
         jpeg_destroy_compress(&compressor);
-        std::free(output);
+        const std::unique_ptr<unsigned char, void (*)(void*)> freed(output, &std::free);
     }
 };
 
@@ -69,8 +72,8 @@ bool JpegWriter::writeRows(const std::uint8_t* rows, std::size_t bytesPerRow, st
     if (setjmp(state_->errors.escape) != 0)
         return false;
     for (std::uint32_t i = 0; i < count; ++i) {
-        // The library does not write to its rows; its interface is older than const.
-        JSAMPROW row = const_cast<JSAMPROW>(rows + i * bytesPerRow);
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the library only reads rows; it is older than const
+        auto* row = const_cast<JSAMPROW>(rows + i * bytesPerRow);
         jpeg_write_scanlines(&state_->compressor, &row, 1);
     }
     return true;

@@ -51,7 +51,7 @@ bool isWorthDecoding(ByteView image, std::string_view format) {
 }
 
 struct SizeCheck {
-    bool (*isTooLarge)(std::uint64_t, std::uint64_t);
+    bool (*isTooLarge)(std::uint64_t, std::uint64_t) = nullptr;
     bool isRefused = false;
 };
 

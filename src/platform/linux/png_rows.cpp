@@ -22,6 +22,9 @@ struct PngRows::State {
     std::unique_ptr<std::uint8_t, decltype(&std::free)> whole{nullptr, &std::free}; // of an interlaced image
     std::size_t nextRow = 0;
 
+    State() = default;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
     ~State() { png_destroy_read_struct(&reader, &info, nullptr); }
 
     static void read(png_structp reader, png_bytep to, std::size_t length) {

@@ -48,6 +48,7 @@ std::optional<X11Atoms> internX11Atoms(xcb_connection_t* connection) {
     X11Atoms atoms{};
     const auto places = namedPlaces(atoms);
     std::vector<xcb_intern_atom_cookie_t> cookies;
+    cookies.reserve(places.size());
     for (const auto& [name, place] : places)
         cookies.push_back(xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()));
     bool isComplete = true;

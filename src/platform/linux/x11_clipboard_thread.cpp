@@ -4,13 +4,13 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cassert>
+#include <csignal>
 #include <iterator>
 #include <limits>
 #include <utility>

@@ -13,6 +13,8 @@ template <class T> class Answer {
 public:
     Answer(MainQueue& mainQueue, UniqueFunction<void(std::optional<T>)> deliver)
         : mainQueue_(mainQueue), deliver_(std::move(deliver)) {}
+    Answer(const Answer&) = delete;
+    Answer& operator=(const Answer&) = delete;
     Answer(Answer&&) noexcept = default;
     Answer& operator=(Answer&&) = delete;
     ~Answer() { (*this)(std::nullopt); }

@@ -29,6 +29,8 @@ public:
 
     // `display` as in the environment variable DISPLAY; empty: there is none, and onConnection never comes.
     X11Pasteboard(MainQueue& mainQueue, const std::string& display, OnConnection onConnection = {});
+    X11Pasteboard(const X11Pasteboard&) = delete;
+    X11Pasteboard& operator=(const X11Pasteboard&) = delete;
     ~X11Pasteboard() override;
 
     [[nodiscard]] bool hasDisplay() const { return thread_ != nullptr; }

@@ -107,7 +107,7 @@ void X11SelectionOwner::serveMultiple(const xcb_selection_request_event_t& event
 void X11SelectionOwner::onPairs(const xcb_selection_request_event_t& event, const xcb_get_property_reply_t* reply) {
     if (reply == nullptr || reply->format != 32 || reply->bytes_after > 0 || !isServable(event))
         return answer(event, false);
-    std::vector<xcb_atom_t> pairs(reply->value_len / 2 * 2);
+    std::vector<xcb_atom_t> pairs(std::size_t{2} * (reply->value_len / 2));
     if (!pairs.empty())
         std::memcpy(pairs.data(), xcb_get_property_value(reply), pairs.size() * sizeof(xcb_atom_t));
     for (std::size_t i = 0; i < pairs.size(); i += 2) {

@@ -41,8 +41,8 @@ public:
 
 private:
     struct Transfer {
-        xcb_window_t requestor;
-        xcb_atom_t property;
+        xcb_window_t requestor = XCB_NONE;
+        xcb_atom_t property = XCB_NONE;
         X11Payload payload;
         std::size_t sent = 0;
         bool isEnding = false; // the empty piece is out
