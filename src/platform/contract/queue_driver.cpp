@@ -6,7 +6,9 @@
 
 #include <glib.h>
 
+#include <chrono>
 #include <optional>
+#include <thread>
 
 namespace vexil {
 
@@ -23,6 +25,12 @@ public:
         queue_->runUntilIdle();
         while (!condition() && queue_->now() < end)
             queue_->advance(1ms);
+        // The queue's time passes in no time; threads that post to it may need longer.
+        const auto realEnd = std::chrono::steady_clock::now() + kPatience;
+        while (!condition() && std::chrono::steady_clock::now() < realEnd) {
+            std::this_thread::yield();
+            queue_->runUntilIdle();
+        }
         return condition();
     }
     void destroyQueue() override { queue_.reset(); }
