@@ -154,9 +154,7 @@ bool ClipboardLinkConnection::Pipeline::sendNow(Outgoing& message) {
     if (message.attachment || message.onWritten || messagesOnTheWay_ > 0 || !isShort(message.header, message.payload))
         return false;
     const auto buffers = encode(message);
-    if (buffers.empty() || !stream_->sendNow(buffers.front()))
-        return false;
-    return true;
+    return !buffers.empty() && stream_->sendNow(buffers.front());
 }
 
 void ClipboardLinkConnection::Pipeline::write(Outgoing message) {

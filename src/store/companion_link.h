@@ -39,7 +39,7 @@ struct HelloFailure {
         refused,
     };
 
-    Reason reason;
+    Reason reason = Reason::closed;
     ClipboardLinkError error = {}; // what the companion answered, where it refused
 
     bool operator==(const HelloFailure&) const = default;

@@ -84,6 +84,7 @@ bool PngRows::startRows() {
         return true;
     // Rows that a pass leaves out have to be there from the pass before. Asked for as zeros, the memory becomes
     // resident only row by row, so that a header without rows costs none.
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): a container would write the zeros
     state_->whole.reset(static_cast<std::uint8_t*>(std::calloc(height(), state_->bytesPerRow)));
     return state_->whole != nullptr && readPasses();
 }
