@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/uuid.h"
 
-#include <uuid/uuid.h>
+#include <sodium.h>
 
 #include <cstring>
 
@@ -32,12 +32,15 @@ constexpr bool isAfterHyphen(std::size_t byte) {
 
 Uuid Uuid::random() {
     Uuid id;
-    uuid_generate_random(id.bytes_.data());
+    randombytes_buf(id.bytes_.data(), id.bytes_.size());
+    // Version 4, and the variant that goes with it.
+    id.bytes_[6] = static_cast<std::uint8_t>((id.bytes_[6] & 0x0FU) | 0x40U);
+    id.bytes_[8] = static_cast<std::uint8_t>((id.bytes_[8] & 0x3FU) | 0x80U);
     return id;
 }
 
-// Both directions are written out because snapshots hold tens of thousands of these and libuuid goes through printf and
-// strtoul.
+// Both directions are written out because snapshots hold tens of thousands of these, and libuuid, which would do it,
+// goes through printf and strtoul.
 std::optional<Uuid> Uuid::parse(std::string_view text) {
     if (text.size() != kTextLength)
         return std::nullopt;

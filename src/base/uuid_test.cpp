@@ -28,6 +28,7 @@ TEST(UuidTest, RandomOnesDifferAndAreOfTheRandomVersion) {
     const auto one = Uuid::random();
     EXPECT_NE(one, Uuid::random());
     EXPECT_EQ(one.toString().at(14), '4');
+    EXPECT_NE(std::string("89AB").find(one.toString().at(19)), std::string::npos);
     EXPECT_EQ(Uuid::parse(one.toString()), one);
 }
 

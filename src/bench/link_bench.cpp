@@ -105,7 +105,7 @@ Trial imageEvent() {
 
 // A request whose frame is of kRequestBytes.
 ClipboardEditRequest requestOfSize() {
-    constexpr std::size_t kOverhead = 198; // the frame of the same request with an empty alias
+    constexpr std::size_t kOverhead = 166; // the frame of the same request with an empty alias
     return {.id = Uuid(),
             .scope = ClipboardScope::history,
             .alias = std::string(kRequestBytes - kOverhead, 'a'),
