@@ -83,6 +83,12 @@ class LayersTest(unittest.TestCase):
         self.put("src/link/server.cpp", "<simdjson.h>")
         self.assert_only("link must not know simdjson")
 
+    def test_the_authority_file_of_x_is_not_all_of_xlib(self):
+        self.put("src/platform/linux/connect.cpp", "<X11/Xauth.h>")
+        self.assertEqual(check_layers.violations(self.root), [])
+        self.put("src/platform/linux/connect.cpp", "<X11/Xlib.h>")
+        self.assert_only("platform/linux must not know Xlib")
+
     def test_the_helper_sees_the_records_only(self):
         self.put("src/link/hosts_records.h")
         self.put("src/helper/service.cpp", "link/hosts_records.h")
