@@ -27,7 +27,7 @@ BARS: dict[str, Bar] = {
                        "memcpy of the same bytes"),
     "link.image-event": Bar(1.2, "a 12 MiB copy published over loopback until the peer has it",
                             "a bare blocking socket sending the same bytes to the same peer"),
-    "link.round-trip": Bar(1.6, "a 300-byte request, main queue to main queue and back",
+    "link.round-trip": Bar(1.6, "a 300-byte request, main queue to main queue and back, on one processor",
                            "ping-pong over a bare blocking socket"),
     "json.snapshot-read": Bar(1.8, "10 MB snapshot of 10,000 rows into records, thumbnails decoded",
                               "simdjson's DOM parse of the same bytes"),
