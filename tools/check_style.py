@@ -31,6 +31,7 @@ LONGER_WITH_REASON: dict[str, str] = {
     "src/base/json_fields.h": "templates: readers and writers of one kind of value stand side by side",
     "src/link/clipboard_link_connection_test.cpp": "independent cases of one class, found by their names",
     "src/link/clipboard_link_server_test.cpp": "independent cases of one class, found by their names",
+    "src/platform/contract/notifications_contract_test.cpp": "independent cases of one port, found by their names",
     "src/platform/contract/loopback_tcp_contract_test.cpp": "independent cases of one port, found by their names",
     "src/platform/memory/memory_loopback_tcp.cpp": "both ends of a stream and what may break between them",
 }

@@ -94,9 +94,13 @@ TEST_F(X11PasteboardHostileOwnerTest, AnAnnouncementBeyondTheLimitIsRefusedAtOnc
 }
 
 TEST_F(X11PasteboardHostileOwnerTest, MoreThanTheLimitIsAbandonedWhateverWasAnnounced) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "under ThreadSanitizer a piece may take longer than an owner is waited for";
+#endif
+    constexpr std::size_t kPiece = 8'000'000;
     std::atomic<std::size_t> sent = 0;
     const auto owner = copiedBy(inPieces("image/png", 1, [&sent](X11Peer& peer, const auto& request) {
-        const Bytes piece(8'000'000, 0);
+        const Bytes piece(kPiece, 0);
         while (peer.waitUntilTaken(request) && sent < 2 * X11ClipboardContent::kMaxDataBytes) {
             peer.setProperty(request.requestor, request.property, request.target, 8, piece);
             xcb_flush(peer.raw());
@@ -104,8 +108,9 @@ TEST_F(X11PasteboardHostileOwnerTest, MoreThanTheLimitIsAbandonedWhateverWasAnno
         }
     }));
     EXPECT_EQ(session.data(ours(), pasteboard_type::kPng), std::nullopt);
-    EXPECT_GE(sent, X11ClipboardContent::kMaxDataBytes);
-    EXPECT_LT(sent, X11ClipboardContent::kMaxDataBytes + 32'000'000);
+    // The piece that was too much may not be counted yet.
+    EXPECT_GE(sent + kPiece, X11ClipboardContent::kMaxDataBytes);
+    EXPECT_LT(sent, X11ClipboardContent::kMaxDataBytes + 4 * kPiece);
 }
 
 TEST_F(X11PasteboardHostileOwnerTest, APropertyBeyondTheLimitIsRefusedAtOnce) {
