@@ -116,7 +116,8 @@ void appendChunk(Bytes& file, const std::string& name, const std::string& conten
     };
     const std::string checked = name + content;
     appendNumber(static_cast<std::uint32_t>(content.size()));
-    file.insert(file.end(), checked.begin(), checked.end());
+    const ByteView bytes = bytesOf(checked);
+    file.insert(file.end(), bytes.begin(), bytes.end());
     appendNumber(static_cast<std::uint32_t>(
         crc32(0, reinterpret_cast<const Bytef*>(checked.data()), static_cast<uInt>(checked.size()))));
 }
