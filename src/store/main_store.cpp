@@ -5,9 +5,9 @@
 #include "platform/linux/glib_main_queue.h"
 #include "platform/linux/standard_descriptors.h"
 #include "platform/linux/system_wall_clock.h"
-#include "store/store_commands.h"
-#include "store/store_database.h"
-#include "store/store_folder.h"
+#include "store/cli/store_commands.h"
+#include "store/database/store_database.h"
+#include "store/database/store_folder.h"
 #include "store/store_server.h"
 
 #include <CLI/CLI.hpp>

@@ -8,7 +8,7 @@
 #include "platform/main_queue.h"
 #include "platform/wall_clock.h"
 #include "store/companion_link.h"
-#include "store/store_database.h"
+#include "store/database/store_database.h"
 #include "store/store_service.h"
 
 #include <string>

@@ -7,8 +7,8 @@
 #include "platform/memory/memory_notifications.h"
 #include "platform/memory/memory_secure_random.h"
 #include "platform/memory/memory_wall_clock.h"
-#include "store/jpeg_fixture.h"
-#include "store/scratch_folder_fixture.h"
+#include "store/database/jpeg_fixture.h"
+#include "store/database/scratch_folder_fixture.h"
 #include "store/store_server.h"
 
 #include <gmock/gmock.h>

@@ -2,7 +2,7 @@
 #include "store/store_service.h"
 
 #include "link/clipboard_link_method.h"
-#include "store/byte_count.h"
+#include "store/database/byte_count.h"
 
 #include <utility>
 #include <variant>

@@ -7,7 +7,7 @@
 #include "link/clipboard_link_connection.h"
 #include "platform/main_queue.h"
 #include "platform/wall_clock.h"
-#include "store/store_database.h"
+#include "store/database/store_database.h"
 
 #include <cstddef>
 #include <optional>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/memory/memory_main_queue.h"
 #include "platform/memory/memory_wall_clock.h"
-#include "store/jpeg_fixture.h"
-#include "store/scratch_folder_fixture.h"
+#include "store/database/jpeg_fixture.h"
+#include "store/database/scratch_folder_fixture.h"
 #include "store/store_service.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/history_listing.h"
+#include "store/cli/history_listing.h"
 
 #include "base/json.h"
-#include "store/byte_count.h"
+#include "store/database/byte_count.h"
 
 #include <algorithm>
 #include <array>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/result.h"
-#include "store/sqlite_statement.h"
-#include "store/store_error.h"
+#include "store/database/sqlite_statement.h"
+#include "store/database/store_error.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/byte_count.h"
-#include "store/jpeg_fixture.h"
-#include "store/scratch_folder_fixture.h"
-#include "store/store_database.h"
+#include "store/database/byte_count.h"
+#include "store/database/jpeg_fixture.h"
+#include "store/database/scratch_folder_fixture.h"
+#include "store/database/store_database.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

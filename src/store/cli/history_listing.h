@@ -3,7 +3,7 @@
 #pragma once
 
 #include "base/bytes.h"
-#include "store/store_database.h"
+#include "store/database/store_database.h"
 
 #include <string>
 #include <vector>

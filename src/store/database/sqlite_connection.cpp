@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/sqlite_connection.h"
+#include "store/database/sqlite_connection.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>

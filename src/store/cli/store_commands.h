@@ -3,8 +3,8 @@
 #pragma once
 
 #include "base/result.h"
-#include "store/store_error.h"
-#include "store/store_folder.h"
+#include "store/database/store_error.h"
+#include "store/database/store_folder.h"
 
 #include <string_view>
 

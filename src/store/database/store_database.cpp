@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/store_database.h"
+#include "store/database/store_database.h"
 
-#include "store/content_description.h"
-#include "store/store_schema.h"
+#include "store/database/content_description.h"
+#include "store/database/store_schema.h"
 
 #include <algorithm>
 #include <utility>

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "base/result.h"
-#include "store/sqlite_connection.h"
-#include "store/store_error.h"
+#include "store/database/sqlite_connection.h"
+#include "store/database/store_error.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "base/result.h"
-#include "store/store_error.h"
+#include "store/database/store_error.h"
 
 #include <filesystem>
 #include <string_view>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/scratch_folder_fixture.h"
-#include "store/store_folder.h"
+#include "store/database/scratch_folder_fixture.h"
+#include "store/database/store_folder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

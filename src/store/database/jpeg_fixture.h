@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/bytes.h"
-#include "store/jpeg_image.h"
+#include "store/database/jpeg_image.h"
 
 #include <jpeglib.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/history_listing.h"
+#include "store/cli/history_listing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/text.h"
-#include "store/byte_count.h"
-#include "store/content_description.h"
-#include "store/jpeg_fixture.h"
+#include "store/database/byte_count.h"
+#include "store/database/content_description.h"
+#include "store/database/jpeg_fixture.h"
 
 #include <gtest/gtest.h>
 

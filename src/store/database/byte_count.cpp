@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/byte_count.h"
+#include "store/database/byte_count.h"
 
 #include <array>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What becomes of the database when its file, its disk or its process fails.
-#include "store/scratch_folder_fixture.h"
-#include "store/store_database.h"
-#include "store/store_schema.h"
+#include "store/database/scratch_folder_fixture.h"
+#include "store/database/store_database.h"
+#include "store/database/store_schema.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

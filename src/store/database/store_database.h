@@ -7,9 +7,9 @@
 #include "base/result.h"
 #include "base/uuid.h"
 #include "link/clipboard_records.h"
-#include "store/content_description.h"
-#include "store/sqlite_connection.h"
-#include "store/store_error.h"
+#include "store/database/content_description.h"
+#include "store/database/sqlite_connection.h"
+#include "store/database/store_error.h"
 
 #include <chrono>
 #include <cstddef>

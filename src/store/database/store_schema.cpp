@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/store_schema.h"
+#include "store/database/store_schema.h"
 
 #include <array>
 #include <string>

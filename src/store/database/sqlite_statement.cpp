@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/sqlite_statement.h"
+#include "store/database/sqlite_statement.h"
 
 #include <sqlite3.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/jpeg_image.h"
+#include "store/database/jpeg_image.h"
 
 #include <jpeglib.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/store_folder.h"
+#include "store/database/store_folder.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

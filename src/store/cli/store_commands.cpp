@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/store_commands.h"
+#include "store/cli/store_commands.h"
 
-#include "store/history_listing.h"
-#include "store/store_database.h"
+#include "store/cli/history_listing.h"
+#include "store/database/store_database.h"
 
 #include <unistd.h>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/content_description.h"
+#include "store/database/content_description.h"
 
 #include "base/text.h"
-#include "store/byte_count.h"
-#include "store/jpeg_image.h"
+#include "store/database/byte_count.h"
+#include "store/database/jpeg_image.h"
 
 #include <sodium.h>
 

@@ -6,7 +6,7 @@
 #include "base/date.h"
 #include "base/result.h"
 #include "base/uuid.h"
-#include "store/store_error.h"
+#include "store/database/store_error.h"
 
 #include <concepts>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/jpeg_fixture.h"
-#include "store/jpeg_image.h"
+#include "store/database/jpeg_fixture.h"
+#include "store/database/jpeg_image.h"
 
 #include <gtest/gtest.h>
 

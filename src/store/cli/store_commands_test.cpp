@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/jpeg_fixture.h"
-#include "store/scratch_folder_fixture.h"
-#include "store/store_commands.h"
-#include "store/store_database.h"
+#include "store/cli/store_commands.h"
+#include "store/database/jpeg_fixture.h"
+#include "store/database/scratch_folder_fixture.h"
+#include "store/database/store_database.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
