@@ -4,11 +4,13 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 #include <system_error>
 
 namespace vexil::bench {
@@ -130,6 +132,11 @@ BlockingPeer::BlockingPeer(std::uint16_t port) : socket_(port), thread_([this] {
 BlockingPeer::~BlockingPeer() {
     socket_.shutDown();
     thread_.join();
+}
+
+void BlockingPeer::stayOn(const cpu_set_t& processors) {
+    if (::pthread_setaffinity_np(thread_.native_handle(), sizeof processors, &processors) != 0)
+        throw std::runtime_error("the peer cannot be placed");
 }
 
 void BlockingPeer::sayHello(const std::string& nonce) const {

@@ -2,6 +2,8 @@
 // The plainest main application there can be: one thread, one blocking socket.
 #pragma once
 
+#include <sched.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -59,6 +61,7 @@ public:
     ~BlockingPeer();
 
     void sayHello(const std::string& nonce) const;
+    void stayOn(const cpu_set_t& processors);
 
     // Waits until one more event has come in whole, its attachment included.
     void awaitEvent() { events_.acquire(); }

@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace vexil::bench {
@@ -159,21 +160,49 @@ double plainRoundTrips(const BlockingSocket& socket, const std::string& request)
     return median(trips);
 }
 
-// Everything started from here on shares one processor. Over several it is chance where the scheduler wakes a thread,
-// and waking a sleeping processor costs more than the whole trip: the bare socket alone then takes 14 us or 60.
-void stayOnOneProcessor() {
+cpu_set_t only(std::size_t processor) {
     cpu_set_t one;
     CPU_ZERO(&one);
-    CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
-    if (::sched_setaffinity(0, sizeof one, &one) != 0)
-        throw std::runtime_error("cannot stay on one processor");
+    CPU_SET(processor, &one);
+    return one;
 }
 
-Trial roundTrip() {
-    stayOnOneProcessor();
+// The first and the last of the processors that we may use: on a machine with one they are the same.
+std::pair<std::size_t, std::size_t> twoProcessors() {
+    static const cpu_set_t allowed = [] { // before a measure narrows it
+        cpu_set_t set;
+        if (::sched_getaffinity(0, sizeof set, &set) != 0)
+            throw std::runtime_error("the processors are not known");
+        return set;
+    }();
+    std::pair<std::size_t, std::size_t> found{CPU_SETSIZE, 0};
+    for (std::size_t i = 0; i < CPU_SETSIZE; ++i) {
+        if (CPU_ISSET(i, &allowed))
+            found = {std::min(found.first, i), i};
+    }
+    return found;
+}
+
+// Whom a round trip is made with.
+enum class Peer {
+    onItsOwnProcessor, // as another program mostly is
+    onOurs,
+};
+
+// Left alone it is chance where the scheduler wakes a thread, and waking a sleeping processor costs more than a whole
+// trip on one: the bare socket alone then takes 14 us or 60. So every thread of ours stays on one processor, and the
+// peer's on another, or on the same.
+Trial roundTrip(Peer where) {
+    const auto [ours, others] = twoProcessors();
+    const cpu_set_t here = only(ours);
+    const cpu_set_t there = only(where == Peer::onOurs ? ours : others);
+    if (::sched_setaffinity(0, sizeof here, &here) != 0)
+        throw std::runtime_error("cannot stay on one processor");
     auto linked = std::make_shared<LinkedServer>();
+    linked->peer->stayOn(there);
     auto trips = std::make_shared<RoundTrips>(*linked);
     auto plain = std::make_shared<PlainLink>();
+    plain->peer->stayOn(there);
     auto request = std::make_shared<std::string>(
         R"({"v":1,"id":"00000000-0000-0000-0000-000000000000","t":"request","m":"entry.edit","p":{"alias":")");
     request->append(kRequestBytes - request->size() - 5 - 3, 'a').append(R"("}})");
@@ -185,7 +214,10 @@ Trial roundTrip() {
 } // namespace vexil::bench
 
 int main(int argc, char** argv) {
-    return vexil::bench::run(argc, argv,
-                             {{.name = "link.image-event", .unit = "ms", .prepare = vexil::bench::imageEvent},
-                              {.name = "link.round-trip", .unit = "us", .prepare = vexil::bench::roundTrip}});
+    using namespace vexil::bench;
+    return vexil::bench::run(
+        argc, argv,
+        {{.name = "link.image-event", .unit = "ms", .prepare = imageEvent},
+         {.name = "link.round-trip", .unit = "us", .prepare = [] { return roundTrip(Peer::onItsOwnProcessor); }},
+         {.name = "link.round-trip-one-processor", .unit = "us", .prepare = [] { return roundTrip(Peer::onOurs); }}});
 }
