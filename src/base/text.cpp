@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/text.h"
 
+#include "base/utf8_points.h"
+
 #include <simdjson.h>
 #include <unicode/brkiter.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -80,6 +83,19 @@ std::string foldedToOneLine(std::string_view utf8, std::size_t maxCharacters, st
     if (folded.ends_with(' '))
         folded.pop_back();
     return folded;
+}
+
+std::string_view trimmed(std::string_view utf8) {
+    std::size_t begin = utf8.size();
+    std::size_t end = begin;
+    std::size_t next = 0;
+    for (std::size_t at = 0; const auto point = nextPoint(utf8, next); at = next) {
+        if (u_isUWhiteSpace(static_cast<UChar32>(*point)))
+            continue;
+        begin = std::min(begin, at);
+        end = next;
+    }
+    return utf8.substr(begin, end - begin);
 }
 
 bool isValidUtf8(std::string_view bytes) {

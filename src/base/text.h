@@ -17,6 +17,9 @@ namespace vexil::text {
 // either end, cut to `maxCharacters` user-perceived characters and to `maxBytes`. Reads no more than it needs.
 [[nodiscard]] std::string foldedToOneLine(std::string_view utf8, std::size_t maxCharacters, std::size_t maxBytes);
 
+// `utf8` without the white space, line ends included, at both of its ends.
+[[nodiscard]] std::string_view trimmed(std::string_view utf8);
+
 [[nodiscard]] bool isValidUtf8(std::string_view bytes);
 
 // `bytes` with every ill-formed sequence replaced by U+FFFD.

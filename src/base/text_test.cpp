@@ -59,6 +59,19 @@ TEST(TextTest, ALineOfIllFormedTextIsWellFormed) {
               "a\uFFFDb\uFFFD");
 }
 
+TEST(TextTest, TrimsWhiteSpaceOfEveryScriptFromBothEnds) {
+    EXPECT_EQ(text::trimmed("  a b \n"), "a b");
+    EXPECT_EQ(text::trimmed("\u3000\u2028gr\u00fcn\u00a0\r\n\t"), "gr\u00fcn");
+    EXPECT_EQ(text::trimmed("\u00e9"), "\u00e9");
+    for (const std::string_view blank : {"", " ", " \n", "\u2003\u2003"})
+        EXPECT_EQ(text::trimmed(blank), "");
+}
+
+TEST(TextTest, LeavesIllFormedEndsAsTheyAre) {
+    EXPECT_EQ(text::trimmed(" \xE2\x80 "), "\xE2\x80");
+    EXPECT_EQ(text::trimmed("\xFF"), "\xFF");
+}
+
 TEST(TextTest, RepairsIllFormedSequencesOnly) {
     EXPECT_EQ(text::repairedUtf8("gr\u00fcn"), "gr\u00fcn");
     EXPECT_EQ(text::repairedUtf8("a\xff"
