@@ -107,7 +107,7 @@ std::size_t Query::findBytes(std::string_view folded, std::size_t from) const {
 
 bool containsLoosely(std::string_view name, std::string_view query, CaseRules rules) {
     const std::string bareQuery = foldWithoutAccents(trimmed(query), rules);
-    return foldWithoutAccents(name, rules).find(bareQuery) != std::string::kNotFound;
+    return foldWithoutAccents(name, rules).find(bareQuery) != std::string::npos;
 }
 
 } // namespace vexil::text
