@@ -98,6 +98,26 @@ std::string_view trimmed(std::string_view utf8) {
     return utf8.substr(begin, end - begin);
 }
 
+bool hasOnlyLettersNumbersAnd(std::string_view others, std::string_view utf8) {
+    const auto isPlain = [&](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               others.find(c) != std::string_view::npos;
+    };
+    if (std::all_of(utf8.begin(), utf8.end(), isPlain))
+        return true;
+    bool mayTakeMark = false;
+    // What is ill-formed comes as U+FFFD, which is a symbol.
+    for (std::size_t next = 0; const auto point = nextPoint(utf8, next);) {
+        const std::uint32_t category = U_GET_GC_MASK(static_cast<UChar32>(*point));
+        const bool isMark = (category & U_GC_M_MASK) != 0;
+        const bool isOther = *point < 0x80 && others.find(static_cast<char>(*point)) != std::string_view::npos;
+        if (!isOther && (category & (U_GC_L_MASK | U_GC_N_MASK)) == 0 && !(isMark && mayTakeMark))
+            return false;
+        mayTakeMark = !isOther;
+    }
+    return true;
+}
+
 bool isValidUtf8(std::string_view bytes) {
     return simdjson::validate_utf8(bytes.data(), bytes.size());
 }

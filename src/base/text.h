@@ -20,6 +20,10 @@ namespace vexil::text {
 // `utf8` without the white space, line ends included, at both of its ends.
 [[nodiscard]] std::string_view trimmed(std::string_view utf8);
 
+// True where every character of `utf8` is a letter or a number of any script (general categories L and N, with the
+// marks that follow one), or one of the ASCII characters `others`. Ill-formed text has characters that are neither.
+[[nodiscard]] bool hasOnlyLettersNumbersAnd(std::string_view others, std::string_view utf8);
+
 [[nodiscard]] bool isValidUtf8(std::string_view bytes);
 
 // `bytes` with every ill-formed sequence replaced by U+FFFD.

@@ -72,6 +72,27 @@ TEST(TextTest, LeavesIllFormedEndsAsTheyAre) {
     EXPECT_EQ(text::trimmed("\xFF"), "\xFF");
 }
 
+TEST(TextTest, KnowsLettersAndNumbersOfAllScripts) {
+    for (const char* word : {"", "aZ09", "b\u00fccher", "\u4f8b\u3048", "\u0661", "\u2167", "\u00bd", "\U00020000"})
+        EXPECT_TRUE(text::hasOnlyLettersNumbersAnd("", word)) << word;
+    for (const char* word :
+         {" ", "a b", "-", "\u20ac", "\u00a0", "\U0001f600", "a\u200bb", "\xff", "a\xc3", "\xed\xa0\x80"})
+        EXPECT_FALSE(text::hasOnlyLettersNumbersAnd("", word)) << word;
+    EXPECT_FALSE(text::hasOnlyLettersNumbersAnd("", std::string_view("a\0", 2)));
+}
+
+TEST(TextTest, TakesWhatIsNamedBesideLettersAndNumbers) {
+    EXPECT_TRUE(text::hasOnlyLettersNumbersAnd("-_", "-a_1-"));
+    EXPECT_FALSE(text::hasOnlyLettersNumbersAnd("-_", "a.b"));
+}
+
+TEST(TextTest, AMarkBelongsToTheLetterBeforeIt) {
+    EXPECT_TRUE(text::hasOnlyLettersNumbersAnd("-", "e\u0301\u0323t\u00e9"));
+    EXPECT_TRUE(text::hasOnlyLettersNumbersAnd("-", "\u0939\u093f\u0928\u094d\u0926\u0940"));
+    EXPECT_FALSE(text::hasOnlyLettersNumbersAnd("-", "\u0301e"));
+    EXPECT_FALSE(text::hasOnlyLettersNumbersAnd("-", "e-\u0301"));
+}
+
 TEST(TextTest, RepairsIllFormedSequencesOnly) {
     EXPECT_EQ(text::repairedUtf8("gr\u00fcn"), "gr\u00fcn");
     EXPECT_EQ(text::repairedUtf8("a\xff"
