@@ -3,104 +3,116 @@
 #include "platform/linux/asio_loopback_tcp.h"
 #include "platform/linux/dbus_notifications.h"
 #include "platform/linux/glib_main_queue.h"
+#include "platform/linux/pixbuf_image_codec.h"
 #include "platform/linux/standard_descriptors.h"
 #include "platform/linux/system_wall_clock.h"
-#include "store/cli/store_commands.h"
+#include "store/cli/store_command_line.h"
 #include "store/database/store_database.h"
 #include "store/database/store_folder.h"
 #include "store/store_server.h"
 
-#include <CLI/CLI.hpp>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <iostream>
+#include <filesystem>
+#include <memory>
 #include <string>
+#include <system_error>
+#include <utility>
 
 namespace vexil {
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kUsage = 2;
-
-int report(const std::string& sentence) {
-    std::cerr << "vexil-store: " << sentence << '\n';
-    return kFailed;
-}
-
-int exitStatus(const Result<Done, StoreError>& result) {
-    return result ? EXIT_SUCCESS : report(result.error().sentence);
-}
+constexpr double kJpegQuality = 0.85;
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value != nullptr ? value : "";
 }
 
-int serve(const StoreFolder& folder, bool isVerbose) {
+struct ServeOptions {
+    bool isVerbose = false;
+};
+
+CommandResult serve(const CommandContext& context, const ServeOptions& options) {
+    const StoreFolder& folder = context.folder;
     // A reader of our output, or a peer, that goes away in mid-write is an error value of the write.
     std::signal(SIGPIPE, SIG_IGN);
     if (const auto created = folder.create(); !created)
-        return report(created.error().sentence);
+        return Failure{created.error()};
     const auto lock = StoreLock::take(folder);
     if (!lock)
-        return report(lock.error().sentence);
+        return Failure{lock.error()};
     auto database = StoreDatabase::open(folder.database(), StoreDatabase::Mode::createIfMissing);
     if (!database)
-        return report(database.error().sentence);
+        return Failure{database.error()};
 
     GlibMainQueue queue;
     const SystemWallClock clock;
     AsioLoopbackTcp network(queue);
     DBusNotifications notifications(queue, sessionBusAddress());
     StoreServer server(queue, clock, network, notifications, *database, VEXIL_VERSION);
-    server.onFailure = [](const std::string& sentence) { report(sentence); };
-    if (isVerbose) {
-        server.onNotice = [](const std::string& sentence) { std::cout << sentence << std::endl; };
+    // There is no place left to say so where these cannot be written.
+    server.onFailure = [&](const std::string& sentence) { CommandLine::finish(failure(sentence), context.messages); };
+    if (options.isVerbose) {
+        server.onNotice = [&](const std::string& sentence) {
+            static_cast<void>(context.output.write(sentence + "\n"));
+        };
         server.onNotice("serving " + folder.database().string());
     }
     server.start();
     queue.runUntilTerminated();
-    return EXIT_SUCCESS;
+    return Done{};
+}
+
+void addServeCommand(CommandLine& commandLine) {
+    auto options = std::make_shared<ServeOptions>();
+    commandLine.startSection("Service");
+    CLI::App& command = commandLine.addCommand("serve", "Record what Vexil Shortcut reports, until interrupted",
+                                               [options](CommandContext& context) { return serve(context, *options); });
+    command.add_flag("--verbose", options->isVerbose,
+                     "Print a line for each copy, and whenever the link comes or goes");
+}
+
+std::string editor() {
+    for (const char* name : {"VISUAL", "EDITOR"}) {
+        if (std::string command = environment(name); !command.empty())
+            return command;
+    }
+    return "vi";
+}
+
+std::filesystem::path temporaryFolder() {
+    std::error_code none;
+    std::filesystem::path folder = std::filesystem::temp_directory_path(none);
+    return none ? "/tmp" : folder;
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Keeps the clipboard history of Vexil Shortcut.", "vexil-store");
-    app.set_version_flag("--version", "vexil-store " VEXIL_VERSION);
-    app.require_subcommand(1);
-
-    bool isVerbose = false;
-    CLI::App* serving = app.add_subcommand("serve", "Record what Vexil Shortcut reports, until interrupted");
-    serving->add_flag("--verbose", isVerbose, "Print a line for each copy, and whenever the link comes or goes");
-
-    bool asJson = false;
-    CLI::App* list = app.add_subcommand("list", "Print the history: pinned entries first, then the latest copy first");
-    list->add_flag("--json", asJson, "Print an array of objects instead of a table");
-
-    std::string id;
-    CLI::App* show = app.add_subcommand("show", "Print the text or the image of one entry");
-    show->add_option("ID", id, "The id of the entry, or enough of its beginning")->required();
-
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == EXIT_SUCCESS)
-            return app.exit(error); // help and version
-        report(std::string(error.what()) + "; see vexil-store --help");
-        return kUsage;
-    }
-
-    const auto folder = StoreFolder::find(environment("XDG_DATA_HOME"), environment("HOME"));
+    const OutputStream output(STDOUT_FILENO, Terminal::of(STDOUT_FILENO));
+    const OutputStream messages(STDERR_FILENO, Terminal::of(STDERR_FILENO));
+    CommandLine commandLine(VEXIL_VERSION);
+    addServeCommand(commandLine);
+    addStoreCommands(commandLine);
+    const auto action = commandLine.parse(argc, argv, output, messages);
+    if (!action)
+        return action.error();
+    auto folder = StoreFolder::find(environment("XDG_DATA_HOME"), environment("HOME"));
     if (!folder)
-        return report(folder.error().sentence);
-    if (serving->parsed())
-        return serve(*folder, isVerbose);
-    if (list->parsed())
-        return exitStatus(listHistory(*folder, asJson ? ListFormat::json : ListFormat::table, STDOUT_FILENO));
-    return exitStatus(showEntry(*folder, id, STDOUT_FILENO));
+        return CommandLine::finish(Failure{folder.error()}, messages);
+    CommandContext context{
+        .folder = std::move(folder).value(),
+        .input = {STDIN_FILENO, ::isatty(STDIN_FILENO) == 1},
+        .output = output,
+        .messages = messages,
+        .now = [] { return SystemWallClock().now(); },
+        .toJpeg = [](ByteView image) { return PixbufImageCodec().toJpeg(image, kJpegQuality); },
+        .editor = editor(),
+        .temporaryFolder = temporaryFolder(),
+    };
+    return CommandLine::finish((**action)(context), messages);
 }
 
 } // namespace

@@ -66,34 +66,44 @@ std::string localTime(Date date) {
     std::tm local{};
     std::array<char, 32> text{};
     if (!isInCalendar || ::localtime_r(&seconds, &local) == nullptr)
-        return "unknown time       ";
-    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+        return "unknown time";
+    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", &local);
     return {text.data(), length};
+}
+
+TableCell description(const ClipboardRowSummary& row) {
+    TableCell cell;
+    if (row.alias) {
+        cell.emplace_back(*row.alias, TextStyle::strong);
+        cell.emplace_back(" · ", TextStyle::faint);
+    }
+    cell.emplace_back(row.preview);
+    return cell;
 }
 
 } // namespace
 
-std::string historyTable(const std::vector<StoredEntry>& entries) {
+Table historyTable(const std::vector<StoredEntry>& entries) {
     std::vector<std::string> ids(entries.size());
     std::transform(entries.begin(), entries.end(), ids.begin(),
                    [](const StoredEntry& entry) { return entry.row.id.toString(); });
-    std::vector<std::string> sizes;
-    std::size_t sizeWidth = 0;
-    for (const StoredEntry& entry : entries) {
-        sizes.push_back(byteCountText(entry.size));
-        sizeWidth = std::max(sizeWidth, sizes.back().size());
-    }
     const std::size_t idWidth = lengthThatTellsApart(ids);
-    std::string table;
+    using Align = Table::Column::Align;
+    Table table({{.align = Align::left},                 // id
+                 {.align = Align::left},                 // marks
+                 {.align = Align::left, .leaveOut = 2},  // kind
+                 {.align = Align::right, .leaveOut = 3}, // size
+                 {.align = Align::left, .leaveOut = 1},  // time
+                 {.align = Align::left}});
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const ClipboardRowSummary& row = entries[i].row;
-        std::string line = ids[i].substr(0, idWidth);
-        line += row.kind == ClipboardKind::text ? "  text   " : "  image  ";
-        line += std::string(sizeWidth - sizes[i].size(), ' ') + sizes[i] + "  ";
-        line += localTime(row.lastCopiedAt);
-        if (!row.preview.empty())
-            line += "  " + row.preview;
-        table += line + "\n";
+        const std::string marks = std::string(row.isPinned ? "^" : "") + (row.isFavorite ? "*" : "");
+        table.addRow({{{ids[i].substr(0, idWidth), TextStyle::faint}},
+                      {{marks, TextStyle::accent}},
+                      {{row.kind == ClipboardKind::text ? "text" : "image", TextStyle::faint}},
+                      {{byteCountText(entries[i].size), TextStyle::faint}},
+                      {{localTime(row.lastCopiedAt), TextStyle::faint}},
+                      description(row)});
     }
     return table;
 }

@@ -3,16 +3,16 @@
 #pragma once
 
 #include "base/bytes.h"
+#include "store/cli/table.h"
 #include "store/database/store_database.h"
 
-#include <string>
 #include <vector>
 
 namespace vexil {
 
-// One line an entry: the beginning of its id, long enough to tell all of `entries` apart, its kind, its size, when it
-// was copied last in local time, and its preview.
-[[nodiscard]] std::string historyTable(const std::vector<StoredEntry>& entries);
+// One line an entry: the beginning of its id, long enough to tell all of `entries` apart; ^ where it is pinned and *
+// where it is a favorite; its kind, its size, when it was copied last in local time, then its alias and its preview.
+[[nodiscard]] Table historyTable(const std::vector<StoredEntry>& entries);
 
 // An array with one object a line. Dates are seconds since 2001-01-01 UTC, as on the link.
 [[nodiscard]] Bytes historyJson(const std::vector<StoredEntry>& entries);

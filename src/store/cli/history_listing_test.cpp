@@ -27,35 +27,48 @@ protected:
         return entry;
     }
 
+    std::string table() { return historyTable(two).text(std::nullopt); }
+
     std::vector<StoredEntry> two = {
         entry("3F2A9C11-0000-4000-8000-000000000001", ClipboardKind::image, 48'213, "800 × 600 pixels, 48.2 kB"),
         entry("A1B2C3D4-0000-4000-8000-000000000002", ClipboardKind::text, 5, "hello")};
 };
 
 TEST_F(HistoryListingTest, ATableHasAlignedColumns) {
-    EXPECT_EQ(historyTable(two), "3F2A9C11  image  48.2 kB  2024-10-07 13:20:00  800 × 600 pixels, 48.2 kB\n"
-                                 "A1B2C3D4  text       5 B  2024-10-07 13:20:00  hello\n");
+    EXPECT_EQ(table(), "3F2A9C11  image  48.2 kB  2024-10-07 13:20  800 × 600 pixels, 48.2 kB\n"
+                       "A1B2C3D4  text       5 B  2024-10-07 13:20  hello\n");
+}
+
+TEST_F(HistoryListingTest, PinsFavoritesAndAliasesAreShown) {
+    two[0].row.isFavorite = true;
+    two[1].row.isPinned = true;
+    two[1].row.isFavorite = true;
+    two[1].row.alias = "greeting";
+    EXPECT_EQ(table(), "3F2A9C11  *   image  48.2 kB  2024-10-07 13:20  800 × 600 pixels, 48.2 kB\n"
+                       "A1B2C3D4  ^*  text       5 B  2024-10-07 13:20  greeting · hello\n");
 }
 
 TEST_F(HistoryListingTest, IdsAreLongEnoughToTellThemApart) {
     two[1].row.id = Uuid::parse("3F2A9C11-0000-4000-8000-000000000002").value();
-    EXPECT_TRUE(historyTable(two).starts_with("3F2A9C11-0000-4000-8000-000000000001  image"));
+    EXPECT_TRUE(table().starts_with("3F2A9C11-0000-4000-8000-000000000001  image"));
     two[1].row.id = Uuid::parse("3F2A9C11-1000-4000-8000-000000000002").value();
-    EXPECT_TRUE(historyTable(two).starts_with("3F2A9C11-0  image"));
+    EXPECT_TRUE(table().starts_with("3F2A9C11-0  image"));
 }
 
 TEST_F(HistoryListingTest, ALineWithoutPreviewEndsAfterTheTime) {
+    two.resize(1);
     two[0].row.preview.clear();
-    EXPECT_EQ(historyTable({two[0]}), "3F2A9C11  image  48.2 kB  2024-10-07 13:20:00\n");
+    EXPECT_EQ(table(), "3F2A9C11  image  48.2 kB  2024-10-07 13:20\n");
 }
 
 TEST_F(HistoryListingTest, ADateThatNoCalendarHasIsSaidToBeUnknown) {
+    two.resize(1);
     two[0].row.lastCopiedAt = Date{1e300};
-    EXPECT_EQ(historyTable({two[0]}), "3F2A9C11  image  48.2 kB  unknown time         800 × 600 pixels, 48.2 kB\n");
+    EXPECT_EQ(table(), "3F2A9C11  image  48.2 kB  unknown time  800 × 600 pixels, 48.2 kB\n");
 }
 
 TEST_F(HistoryListingTest, AnEmptyHistoryIsAnEmptyTableAndAnEmptyArray) {
-    EXPECT_EQ(historyTable({}), "");
+    EXPECT_EQ(historyTable({}).text(std::nullopt), "");
     EXPECT_EQ(textOf(historyJson({})), "[]\n");
 }
 
