@@ -4,6 +4,8 @@
 
 #include "platform/pasteboard.h"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -26,7 +28,7 @@ public:
     // Runs the main queue until `isSo` holds; false where it does not come to that.
     virtual bool runUntil(const std::function<bool()>& isSo) = 0;
 
-    // The asynchronous calls, waited for. A call whose completion never comes reads as none.
+    // The asynchronous calls, waited for. A call whose completion never comes fails the test.
     std::optional<std::vector<std::string>> types(Pasteboard& pasteboard) {
         return answerOf<std::vector<std::string>>(
             [&pasteboard](auto completion) { pasteboard.types(std::move(completion)); });
@@ -54,7 +56,7 @@ private:
             state->answer = std::move(answer);
             state->isAnswered = true;
         });
-        runUntil([state] { return state->isAnswered; });
+        EXPECT_TRUE(runUntil([state] { return state->isAnswered; })) << "a call is never answered";
         return std::move(state->answer);
     }
 };

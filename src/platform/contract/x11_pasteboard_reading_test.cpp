@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vexil {
@@ -126,8 +127,11 @@ TEST_F(X11PasteboardReadingTest, NothingWakesItWhileNothingHappens) {
         }
         return found;
     };
-    session.queue().runFor(100ms);
-    const auto before = switches();
+    auto before = switches();
+    EXPECT_TRUE(session.runUntil([&] { // until both have gone to sleep
+        session.queue().runFor(100ms);
+        return std::exchange(before, switches()) == before;
+    }));
     EXPECT_EQ(before.size(), 2U);
     session.queue().runFor(3s);
     EXPECT_EQ(switches(), before);

@@ -48,6 +48,12 @@ xcb_window_t X11Peer::clipboardOwner() {
     return reply ? reply->owner : XCB_NONE;
 }
 
+bool X11Peer::isHeardByOthers() {
+    const auto reply = malloced(
+        xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window_), nullptr));
+    return reply && (reply->all_event_masks & XCB_EVENT_MASK_STRUCTURE_NOTIFY) != 0;
+}
+
 void X11Peer::flushAndSync() {
     const auto done = malloced(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
 }

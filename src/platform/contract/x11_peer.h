@@ -38,6 +38,8 @@ public:
     [[nodiscard]] xcb_window_t window() const { return window_; }
     [[nodiscard]] xcb_atom_t atom(const std::string& name);
     [[nodiscard]] xcb_window_t clipboardOwner();
+    // Whether another client waits for the end of our window.
+    [[nodiscard]] bool isHeardByOthers();
     void flushAndSync();
     // The next event of the kind; null where none comes within 5 s.
     [[nodiscard]] Event waitFor(std::uint8_t type);

@@ -142,7 +142,7 @@ TEST_F(X11ServerLoss, AServerThatNeverFinishesTheConnectionHoldsUpNeitherOthersN
     const X11Peer peer(server.display()); // by way of the same authority file
     const auto start = Clock::now();
     pasteboard.reset();
-    EXPECT_LT(Clock::now() - start, 1s);
+    EXPECT_LT(Clock::now() - start, X11ClipboardThread::kRetryInterval);
     EXPECT_THAT(connections, testing::IsEmpty());
 }
 
@@ -203,7 +203,8 @@ TEST_F(X11ServerLoss, CallsUnderWayAreAnsweredWhenTheServerDies) {
     bool isAnswered = false;
     pasteboard->types([&isAnswered](const auto& types) { isAnswered = !types; });
     server.signal(SIGKILL);
-    EXPECT_TRUE(queue.runUntil([&isAnswered] { return isAnswered; }, 1500ms));
+    // By the death, not by the deadline of a read.
+    EXPECT_TRUE(queue.runUntil([&isAnswered] { return isAnswered; }, X11SelectionReader::kDeadline - 100ms));
 }
 
 TEST_F(X11ServerLoss, AServerThatHangsHoldsUpNeitherReadsNorTheEnd) {
