@@ -47,10 +47,9 @@ bool isAscii(std::string_view text) {
 
 } // namespace
 
-Writer::Writer(Bytes& out, std::size_t expectedSize) : out_(out) {
-    const std::size_t used = out.size();
-    out.resize(used + expectedSize);
-    put_ = out.data() + used;
+Writer::Writer(Bytes& out, std::size_t expectedSize) : out_(out), start_(out.size()) {
+    out.resize(start_ + expectedSize);
+    put_ = out.data() + start_;
     end_ = out.data() + out.size();
 }
 
@@ -106,6 +105,13 @@ void Writer::base64(ByteView value) {
     base64::encodeTo(put_, value);
     put_ += size;
     *put_++ = '"';
+}
+
+void Writer::encoded(ByteView json) {
+    room(json.size());
+    if (!json.empty())
+        std::memcpy(put_, json.data(), json.size());
+    put_ += json.size();
 }
 
 void Writer::string(std::string_view value) {

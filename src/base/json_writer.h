@@ -45,6 +45,12 @@ public:
     void string(std::string_view value);
     void uuid(const Uuid& value);
     void base64(ByteView value);
+    // A value that is JSON already.
+    void encoded(ByteView json);
+
+    // How much was written so far, and the way back to where that much was.
+    [[nodiscard]] std::size_t written() const { return static_cast<std::size_t>(put_ - out_.data()) - start_; }
+    void backTo(std::size_t written) { put_ = out_.data() + start_ + written; }
 
 private:
     void room(std::size_t size) {
@@ -57,6 +63,7 @@ private:
     void escape(std::uint8_t c);
 
     Bytes& out_;
+    std::size_t start_;
     std::uint8_t* put_ = nullptr;
     std::uint8_t* end_ = nullptr;
 };

@@ -65,7 +65,8 @@ ClipboardLinkPayload blankPayload(ClipboardLinkMethod method, ClipboardLinkDirec
 bool readPayload(json::Reader& in, ClipboardLinkPayload& payload) {
     return std::visit(
         [&](auto& record) {
-            if constexpr (std::is_same_v<decltype(record), std::monostate&>)
+            using Record = std::remove_cvref_t<decltype(record)>;
+            if constexpr (std::is_same_v<Record, std::monostate> || std::is_same_v<Record, EncodedPayload>)
                 return in.skip();
             else
                 return readValue(in, record);
@@ -76,8 +77,11 @@ bool readPayload(json::Reader& in, ClipboardLinkPayload& payload) {
 void writePayload(json::Writer& out, const ClipboardLinkPayload& payload) {
     std::visit(
         [&](const auto& record) {
-            if constexpr (std::is_same_v<decltype(record), const std::monostate&>)
+            using Record = std::remove_cvref_t<decltype(record)>;
+            if constexpr (std::is_same_v<Record, std::monostate>)
                 assert(false && "an absent payload is left out");
+            else if constexpr (std::is_same_v<Record, EncodedPayload>)
+                out.encoded(*record.json);
             else
                 writeValue(out, record);
         },
@@ -87,8 +91,11 @@ void writePayload(json::Writer& out, const ClipboardLinkPayload& payload) {
 std::size_t sizeHintOf(const ClipboardLinkPayload& payload) {
     return std::visit(
         [&](const auto& record) -> std::size_t {
-            if constexpr (std::is_same_v<decltype(record), const std::monostate&>)
+            using Record = std::remove_cvref_t<decltype(record)>;
+            if constexpr (std::is_same_v<Record, std::monostate>)
                 return 0;
+            else if constexpr (std::is_same_v<Record, EncodedPayload>)
+                return record.json->size();
             else
                 return json::sizeHint(record);
         },

@@ -33,8 +33,12 @@ std::string nameOfKind(ClipboardKind kind) {
 
 } // namespace
 
-StoreService::StoreService(MainQueue& mainQueue, const WallClock& clock, StoreDatabase& database)
-    : mainQueue_(mainQueue), clock_(clock), database_(database) {}
+StoreService::StoreService(MainQueue& mainQueue, const WallClock& clock, StoreDatabase& database,
+                           std::size_t panelRows)
+    : mainQueue_(mainQueue), clock_(clock), database_(database), panelRows_(panelRows) {
+    if (const auto revision = database_.revision())
+        knownRevision_ = *revision;
+}
 
 StoreService::Answer StoreService::answer(const Message& request) {
     const auto method = methodNamed(request.header.m);
@@ -52,20 +56,20 @@ StoreService::Answer StoreService::answer(const Message& request) {
         break;
     case ClipboardLinkMethod::entryUse:
         if (ref != nullptr)
-            return answerChange(database_.use(ref->id, clock_.now()));
+            return answerChange(database_.entries().use(ref->id, clock_.now()));
         break;
     case ClipboardLinkMethod::entryDelete:
         if (ref != nullptr)
-            return answerChange(database_.remove(ref->id, ref->scope));
+            return answerChange(database_.entries().remove(ref->id, ref->scope));
         break;
     case ClipboardLinkMethod::entryPin:
         if (const auto* pin = std::get_if<ClipboardPinRequest>(&request.payload))
-            return answerChange(database_.pin(pin->id, pin->isPinned ? std::optional(clock_.now()) : std::nullopt));
+            return answerChange(database_.entries().pin(pin->id, pin->isPinned ? std::optional(clock_.now()) : std::nullopt));
         break;
     case ClipboardLinkMethod::entryFavorite:
         if (const auto* favorite = std::get_if<ClipboardFavoriteRequest>(&request.payload))
-            return answerChange(favorite->isFavorite ? database_.addToFavorites(favorite->id, favorite->categoryID)
-                                                     : database_.remove(favorite->id, ClipboardScope::favorites));
+            return answerChange(favorite->isFavorite ? database_.entries().addToFavorites(favorite->id, favorite->categoryID)
+                                                     : database_.entries().remove(favorite->id, ClipboardScope::favorites));
         break;
     case ClipboardLinkMethod::entryEdit:
         if (editing != nullptr && !editing->text)
@@ -91,15 +95,24 @@ void StoreService::handleEvent(const Message& event) {
 }
 
 StoreService::Answer StoreService::snapshot() {
-    auto snapshot = database_.snapshot(kMaxSnapshotRows, kMaxSnapshotBytes);
-    if (!snapshot)
-        return fail(snapshot.error());
-    return {ClipboardLinkPayload(std::move(snapshot).value())};
+    const auto revision = database_.revision();
+    if (!revision)
+        return fail(revision.error());
+    if (!snapshot_ || snapshotRevision_ != *revision) {
+        // The next one is about as long as the last one.
+        const std::size_t expected = snapshot_ ? snapshot_->size() + snapshot_->size() / 16 : std::size_t{1} << 18;
+        auto encoded = database_.lists().snapshotJson(panelRows_, kMaxSnapshotBytes, expected);
+        if (!encoded)
+            return fail(encoded.error());
+        snapshotRevision_ = encoded->revision;
+        snapshot_ = std::make_shared<const Bytes>(std::move(encoded->json));
+    }
+    return {ClipboardLinkPayload(EncodedPayload{snapshot_})};
 }
 
 StoreService::Answer StoreService::payload(const ClipboardEntryRef& ref) {
     // Whichever list the row was picked from, the entry is the same.
-    auto content = database_.content(ref.id);
+    auto content = database_.lists().content(ref.id);
     if (!content)
         return fail(content.error());
     if (!*content)
@@ -111,24 +124,24 @@ StoreService::Answer StoreService::payload(const ClipboardEntryRef& ref) {
 }
 
 StoreService::Answer StoreService::edit(const ClipboardEditRequest& request) {
-    if (request.alias && request.alias->size() > kMaxAliasBytes)
-        return badRequest("The alias is longer than " + std::to_string(kMaxAliasBytes) + " bytes");
+    if (request.alias && request.alias->size() > ClipboardEntries::kMaxAliasBytes)
+        return badRequest("The alias is longer than " + std::to_string(ClipboardEntries::kMaxAliasBytes) + " bytes");
     if (request.text && request.text->empty())
         return badRequest("The text is empty");
-    return answerChange(database_.edit(request.id, request.alias, request.categoryID, request.text));
+    return answerChange(database_.entries().edit(request.id, request.alias, request.categoryID, request.text));
 }
 
-StoreService::Answer StoreService::answerChange(const Result<StoreDatabase::Change, StoreError>& change) {
+StoreService::Answer StoreService::answerChange(const Result<EntryChange, StoreError>& change) {
     if (!change)
         return fail(change.error());
     switch (*change) {
-    case StoreDatabase::Change::noSuchEntry:
+    case EntryChange::noSuchEntry:
         return noSuchEntry();
-    case StoreDatabase::Change::noSuchCategory:
+    case EntryChange::noSuchCategory:
         return refuse("not_found", "No such category");
-    case StoreDatabase::Change::notAText:
+    case EntryChange::notAText:
         return badRequest("An image has no text to edit");
-    case StoreDatabase::Change::done:
+    case EntryChange::done:
         break;
     }
     announceChange();
@@ -154,14 +167,26 @@ void StoreService::record(const ClipboardPasteboardChange& change, const std::op
         return;
     }
     const std::string what = nameOfKind(change.kind) + " of " + byteCountText(content.size());
-    const auto recorded = database_.record(change.kind, content, clock_.now());
+    const auto recorded = database_.entries().record(change.kind, content, clock_.now());
     if (!recorded) {
         if (onFailure)
             onFailure("a copied " + what + " is not stored: " + recorded.error().sentence);
         return;
     }
-    notice(*recorded == StoreDatabase::Recorded::added ? "stored: " + what : "moved to the top: " + what);
+    notice(recorded->isNew ? "stored: " + what : "moved to the top: " + what);
     announceChange();
+}
+
+void StoreService::databaseChanged() {
+    // What changed may be no concern of a companion's, such as its own state that is kept there.
+    const auto revision = database_.revision();
+    if (!revision) {
+        if (onFailure)
+            onFailure("what another program changed cannot be read: " + revision.error().sentence);
+        return;
+    }
+    if (std::exchange(knownRevision_, *revision) != *revision)
+        announceChange();
 }
 
 void StoreService::announceChange() {

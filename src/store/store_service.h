@@ -5,11 +5,14 @@
 #include "base/lifetime.h"
 #include "base/unique_function.h"
 #include "link/clipboard_link_connection.h"
+#include "link/frame.h"
 #include "platform/main_queue.h"
 #include "platform/wall_clock.h"
 #include "store/database/store_database.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -30,14 +33,16 @@ public:
         std::optional<Bytes> attachment = std::nullopt;
     };
 
-    // A snapshot holds the first rows of each list, and stays well below what a frame can carry.
-    static constexpr std::size_t kMaxSnapshotRows = 2000;
-    static constexpr std::size_t kMaxSnapshotBytes = 12U << 20;
-    static constexpr std::size_t kMaxAliasBytes = 4096;
+    // How many rows of the history a snapshot holds, besides the pinned ones.
+    static constexpr std::size_t kDefaultPanelRows = 2000;
+    // What a snapshot has to stay below, however many rows are wanted, so that a frame of the link can carry it.
+    static constexpr std::size_t kMaxSnapshotBytes = 15U << 20;
+    static_assert(kMaxSnapshotBytes + (1U << 20) <= kMaxFrameLength, "room for the rest of the envelope");
 
-    StoreService(MainQueue& mainQueue, const WallClock& clock, StoreDatabase& database);
+    StoreService(MainQueue& mainQueue, const WallClock& clock, StoreDatabase& database,
+                 std::size_t panelRows = kDefaultPanelRows);
 
-    // In a turn after the store changed, once for all changes up to then.
+    // In a turn after the store changed, once for all changes up to then, by whichever process.
     UniqueFunction<void()> onChange;
     // A sentence for the person: what was stored or left out, and what failed.
     UniqueFunction<void(const std::string&)> onNotice;
@@ -46,12 +51,14 @@ public:
     [[nodiscard]] Answer answer(const Message& request);
     // Records "pasteboard.changed"; other events mean nothing to the store.
     void handleEvent(const Message& event);
+    // Another process has changed the database.
+    void databaseChanged();
 
 private:
     Answer snapshot();
     Answer payload(const ClipboardEntryRef& ref);
     Answer edit(const ClipboardEditRequest& request);
-    Answer answerChange(const Result<StoreDatabase::Change, StoreError>& change);
+    Answer answerChange(const Result<EntryChange, StoreError>& change);
     Answer fail(const StoreError& error);
     void record(const ClipboardPasteboardChange& change, const std::optional<Bytes>& image);
     void announceChange();
@@ -60,6 +67,10 @@ private:
     MainQueue& mainQueue_;
     const WallClock& clock_;
     StoreDatabase& database_;
+    std::size_t panelRows_;
+    std::int64_t knownRevision_ = 0;          // that the companion was, or is about to be, told of
+    std::shared_ptr<const Bytes> snapshot_;   // the last one, or null
+    std::int64_t snapshotRevision_ = 0;
     bool isChangeAnnounced_ = false;
     Lifetime lifetime_;
 };

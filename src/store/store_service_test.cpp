@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "base/json.h"
 #include "platform/memory/memory_main_queue.h"
 #include "platform/memory/memory_wall_clock.h"
 #include "store/database/jpeg_fixture.h"
@@ -53,10 +54,15 @@ protected:
     Answer ask(std::string_view method, ClipboardLinkPayload payload) {
         return service.answer(message(method, std::move(payload)));
     }
+    template <class Record> static Record readBack(const ClipboardLinkPayload& payload) {
+        if (const auto* encoded = std::get_if<EncodedPayload>(&payload))
+            return json::read<Record>(*encoded->json).value();
+        return std::get<Record>(payload);
+    }
     template <class Record> Record answered(std::string_view method, ClipboardLinkPayload payload) {
         const Answer answer = ask(method, std::move(payload));
         EXPECT_TRUE(answer.reply) << answer.reply.error().message;
-        return std::get<Record>(*answer.reply);
+        return readBack<Record>(*answer.reply);
     }
     ClipboardLinkError refused(std::string_view method, ClipboardLinkPayload payload) {
         const Answer answer = ask(method, std::move(payload));

@@ -36,7 +36,7 @@ Result<Uuid, CommandError> findEntry(StoreDatabase& database, std::string_view t
     const auto beginning = canonicalBeginning(typed);
     if (!beginning)
         return noEntry(typed);
-    const auto ids = database.idsStartingWith(*beginning, 2);
+    const auto ids = database.lists().idsStartingWith(*beginning, 2);
     if (!ids)
         return Failure<CommandError>{ids.error()};
     if (ids->empty())

@@ -4,7 +4,7 @@
 
 #include "base/bytes.h"
 #include "store/cli/table.h"
-#include "store/database/store_database.h"
+#include "store/database/stored_entry.h"
 
 #include <vector>
 

@@ -6,7 +6,6 @@
 #include "store/cli/history_listing.h"
 #include "store/cli/store_access.h"
 
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,8 +24,7 @@ CommandResult list(const CommandContext& context, const ListOptions& options) {
         return Failure{database.error()};
     std::vector<StoredEntry> history;
     if (*database) {
-        auto read = (*database)->entries(ClipboardScope::history, std::numeric_limits<std::int64_t>::max(),
-                                         StoreDatabase::Thumbnails::leave);
+        auto read = (*database)->lists().entries({});
         if (!read)
             return Failure{read.error()};
         history = std::move(read).value();
@@ -43,7 +41,7 @@ CommandResult show(const CommandContext& context, const std::string& typed) {
     const auto id = findEntry(*database, typed);
     if (!id)
         return Failure{id.error()};
-    const auto content = database->content(*id);
+    const auto content = database->lists().content(*id);
     if (!content)
         return Failure{content.error()};
     if (!*content)

@@ -20,10 +20,7 @@ protected:
 
     std::string store(ClipboardKind kind, ByteView content) {
         auto database = StoreDatabase::open(folder.database(), StoreDatabase::Mode::createIfMissing).value();
-        EXPECT_TRUE(database.record(kind, content, now));
-        return database.entries(ClipboardScope::history, 1, StoreDatabase::Thumbnails::leave)
-            ->front()
-            .row.id.toString();
+        return database.entries().record(kind, content, now)->id;
     }
 };
 

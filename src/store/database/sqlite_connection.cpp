@@ -80,10 +80,13 @@ int SqliteConnection::changedRows() const {
 }
 
 Result<SqliteStatement, StoreError> SqliteConnection::compile(std::string_view sql) {
+    if (sqlite3_stmt* statement = cache_->take(sql); statement != nullptr)
+        return SqliteStatement(statement, *cache_);
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(database_.get(), sql.data(), static_cast<int>(sql.size()), &statement, nullptr) != SQLITE_OK)
+    if (sqlite3_prepare_v3(database_.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                           &statement, nullptr) != SQLITE_OK)
         return Failure{lastSqliteError(database_.get())};
-    return SqliteStatement(statement);
+    return SqliteStatement(statement, *cache_);
 }
 
 void SqliteConnection::rollBack() {

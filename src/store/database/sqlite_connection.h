@@ -3,6 +3,7 @@
 
 #include "base/result.h"
 #include "store/database/sqlite_statement.h"
+#include "store/database/statement_cache.h"
 #include "store/database/store_error.h"
 
 #include <chrono>
@@ -32,7 +33,8 @@ public:
     // `sql` may hold several statements, without parameters.
     Result<Done, StoreError> execute(const char* sql);
 
-    // The statement with all of its parameters bound; see SqliteStatement::bind for how long bytes must live.
+    // The statement with all of its parameters bound; see SqliteStatement::bind for how long bytes must live. It is
+    // compiled once: the same text is found again.
     template <class... Values>
     Result<SqliteStatement, StoreError> prepare(std::string_view sql, const Values&... values) {
         auto statement = compile(sql);
@@ -62,6 +64,9 @@ public:
         return value;
     }
 
+    // For what has no place here; it remains the connection's.
+    [[nodiscard]] sqlite3* handle() const { return database_.get(); }
+
     // Rows that the last statement changed.
     [[nodiscard]] int changedRows() const;
 
@@ -69,14 +74,14 @@ public:
     // Runs `work`, which returns a Result, on one state of the database. All that it changes is kept, or, where it or
     // the commit fails, nothing.
     template <class Work> std::invoke_result_t<Work&> transaction(Access access, Work work) {
-        if (auto begun = execute(access == Access::write ? "BEGIN IMMEDIATE" : "BEGIN"); !begun)
+        if (auto begun = run(access == Access::write ? "BEGIN IMMEDIATE" : "BEGIN"); !begun)
             return Failure{begun.error()};
         auto result = work();
         if (!result) {
             rollBack();
             return result;
         }
-        if (auto committed = execute("COMMIT"); !committed) {
+        if (auto committed = run("COMMIT"); !committed) {
             rollBack();
             return Failure{committed.error()};
         }
@@ -94,6 +99,7 @@ private:
     void rollBack();
 
     std::unique_ptr<sqlite3, Close> database_;
+    std::unique_ptr<StatementCache> cache_ = std::make_unique<StatementCache>(); // ends before the database
 };
 
 } // namespace vexil

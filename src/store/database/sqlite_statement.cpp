@@ -40,10 +40,6 @@ StoreError lastSqliteError(sqlite3* database) {
             describe(code, sqlite3_system_errno(database))};
 }
 
-void SqliteStatement::Finalize::operator()(sqlite3_stmt* statement) const {
-    sqlite3_finalize(statement); // repeats the code of the last step, which was reported there
-}
-
 Result<bool, StoreError> SqliteStatement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code == SQLITE_ROW)
@@ -75,18 +71,18 @@ double SqliteStatement::real(int column) const {
     return sqlite3_column_double(statement_.get(), column);
 }
 
-std::string SqliteStatement::text(int column) const {
+std::string_view SqliteStatement::textView(int column) const {
     const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
     if (data == nullptr)
         return {};
     return {data, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))};
 }
 
-Bytes SqliteStatement::bytes(int column) const {
+ByteView SqliteStatement::bytesView(int column) const {
     const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_.get(), column));
     if (data == nullptr)
         return {};
-    return copyOf({data, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))});
+    return {data, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))};
 }
 
 std::optional<std::string> SqliteStatement::optionalText(int column) const {

@@ -6,6 +6,7 @@
 #include "base/date.h"
 #include "base/result.h"
 #include "base/uuid.h"
+#include "store/database/statement_cache.h"
 #include "store/database/store_error.h"
 
 #include <concepts>
@@ -16,7 +17,6 @@
 #include <string_view>
 
 struct sqlite3;
-struct sqlite3_stmt;
 
 namespace vexil {
 
@@ -27,13 +27,17 @@ namespace vexil {
 // asked for is converted as SQLite does, NULL to zero or nothing.
 class SqliteStatement {
 public:
-    explicit SqliteStatement(sqlite3_stmt* statement) : statement_(statement) {}
+    // Goes into `cache` when it is no longer used.
+    SqliteStatement(sqlite3_stmt* statement, StatementCache& cache) : statement_(statement, GiveBack{&cache}) {}
 
     // Binds the parameters in order, all of them. Text is copied; bytes are not, and must live until the last step.
     template <class... Values> void bind(const Values&... values) {
         int index = 0;
         (bindOne(++index, values), ...);
     }
+
+    // One parameter, counted from 1.
+    template <class Value> void bindAt(int index, const Value& value) { bindOne(index, value); }
 
     // True where there is a row to read, false at the end.
     Result<bool, StoreError> step();
@@ -43,17 +47,21 @@ public:
     [[nodiscard]] bool isNull(int column) const;
     [[nodiscard]] std::int64_t integer(int column) const;
     [[nodiscard]] double real(int column) const;
-    [[nodiscard]] std::string text(int column) const;
-    [[nodiscard]] Bytes bytes(int column) const;
+    [[nodiscard]] std::string text(int column) const { return std::string(textView(column)); }
+    [[nodiscard]] Bytes bytes(int column) const { return copyOf(bytesView(column)); }
+    // Valid until the next step.
+    [[nodiscard]] std::string_view textView(int column) const;
+    [[nodiscard]] ByteView bytesView(int column) const;
 
     [[nodiscard]] Date date(int column) const { return Date{real(column)}; }
     [[nodiscard]] std::optional<std::string> optionalText(int column) const;
     [[nodiscard]] std::optional<Bytes> optionalBytes(int column) const;
-    [[nodiscard]] std::optional<Uuid> id(int column) const { return Uuid::parse(text(column)); }
+    [[nodiscard]] std::optional<Uuid> id(int column) const { return Uuid::parse(textView(column)); }
 
 private:
-    struct Finalize {
-        void operator()(sqlite3_stmt* statement) const;
+    struct GiveBack {
+        StatementCache* cache;
+        void operator()(sqlite3_stmt* statement) const { cache->giveBack(statement); }
     };
 
     void bindOne(int index, std::nullopt_t);
@@ -74,7 +82,7 @@ private:
             bindOne(index, std::nullopt);
     }
 
-    std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+    std::unique_ptr<sqlite3_stmt, GiveBack> statement_;
 };
 
 } // namespace vexil

@@ -12,10 +12,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Change = StoreDatabase::Change;
+using Change = EntryChange;
 using Mode = StoreDatabase::Mode;
-using Recorded = StoreDatabase::Recorded;
-using Thumbnails = StoreDatabase::Thumbnails;
 
 constexpr std::size_t kAll = 1'000'000;
 
@@ -23,7 +21,7 @@ class StoreDatabaseTest : public testing::Test {
 protected:
     // A second later than the copy before.
     Uuid copy(std::string_view text) {
-        const auto recorded = database.record(ClipboardKind::text, bytesOf(text), nextSecond());
+        const auto recorded = database.entries().record(ClipboardKind::text, bytesOf(text), nextSecond());
         EXPECT_TRUE(recorded) << recorded.error().sentence;
         return newest();
     }
@@ -46,7 +44,7 @@ protected:
 
     std::vector<std::string> previews(ClipboardScope scope, std::size_t limit = kAll) {
         std::vector<std::string> previews;
-        const auto entries = database.entries(scope, limit, Thumbnails::leave).value();
+        const auto entries = database.lists().entries({.scope = scope, .limit = limit}).value();
         for (const auto& entry : entries)
             previews.push_back(entry.row.preview);
         return previews;
@@ -55,7 +53,7 @@ protected:
     std::vector<std::string> favorites() { return previews(ClipboardScope::favorites); }
 
     std::string textOfEntry(const Uuid& id) {
-        const auto content = database.content(id).value();
+        const auto content = database.lists().content(id).value();
         return content ? std::string(textOf(content->data)) : "none";
     }
 
@@ -79,15 +77,15 @@ TEST_F(StoreDatabaseTest, AKnownCopyMovesItsEntryToTheTop) {
     copy("two");
     EXPECT_EQ(copy("one"), one);
     EXPECT_THAT(history(), ElementsAre("one", "two"));
-    const StoredEntry entry = database.entries(ClipboardScope::history, 1, Thumbnails::leave)->front();
+    const StoredEntry entry = database.lists().entries({.limit = 1})->front();
     EXPECT_EQ(entry.createdAt, Date{800'000'001});
     EXPECT_EQ(entry.row.lastCopiedAt, Date{800'000'003});
 }
 
 TEST_F(StoreDatabaseTest, SaysWhetherACopyWasKnown) {
-    EXPECT_EQ(database.record(ClipboardKind::text, bytesOf("a"), nextSecond()).value(), Recorded::added);
-    EXPECT_EQ(database.record(ClipboardKind::text, bytesOf("a"), nextSecond()).value(), Recorded::movedToTop);
-    EXPECT_EQ(database.record(ClipboardKind::image, bytesOf("a"), nextSecond()).value(), Recorded::added);
+    EXPECT_EQ(database.entries().record(ClipboardKind::text, bytesOf("a"), nextSecond())->isNew, true);
+    EXPECT_EQ(database.entries().record(ClipboardKind::text, bytesOf("a"), nextSecond())->isNew, false);
+    EXPECT_EQ(database.entries().record(ClipboardKind::image, bytesOf("a"), nextSecond())->isNew, true);
 }
 
 TEST_F(StoreDatabaseTest, AClockThatWasSetBackDoesNotBuryANewCopy) {
@@ -106,12 +104,12 @@ TEST_F(StoreDatabaseTest, KeepsTextAsItIs) {
 
 TEST_F(StoreDatabaseTest, KeepsAnImageAsItCameWithAThumbnail) {
     const Bytes jpeg = makeJpeg({640, 480});
-    ASSERT_TRUE(database.record(ClipboardKind::image, jpeg, nextSecond()));
-    const auto content = database.content(newest()).value();
+    ASSERT_TRUE(database.entries().record(ClipboardKind::image, jpeg, nextSecond()));
+    const auto content = database.lists().content(newest()).value();
     ASSERT_TRUE(content);
     EXPECT_EQ(content->kind, ClipboardKind::image);
     EXPECT_EQ(content->data, jpeg);
-    const StoredEntry entry = database.entries(ClipboardScope::history, 1, Thumbnails::read)->front();
+    const StoredEntry entry = database.lists().entries({.limit = 1, .withThumbnails = true})->front();
     EXPECT_EQ(entry.row.kind, ClipboardKind::image);
     EXPECT_EQ(entry.row.preview, "640 × 480 pixels, " + byteCountText(jpeg.size()));
     EXPECT_EQ(entry.size, jpeg.size());
@@ -131,10 +129,10 @@ TEST_F(StoreDatabaseTest, PinnedEntriesComeFirstTheLatestPinLeading) {
     const Uuid one = copy("one");
     const Uuid two = copy("two");
     copy("three");
-    EXPECT_EQ(database.pin(one, nextSecond()).value(), Change::done);
-    EXPECT_EQ(database.pin(two, nextSecond()).value(), Change::done);
+    EXPECT_EQ(database.entries().pin(one, nextSecond()).value(), Change::done);
+    EXPECT_EQ(database.entries().pin(two, nextSecond()).value(), Change::done);
     EXPECT_THAT(history(), ElementsAre("two", "one", "three"));
-    EXPECT_EQ(database.pin(two, std::nullopt).value(), Change::done);
+    EXPECT_EQ(database.entries().pin(two, std::nullopt).value(), Change::done);
     EXPECT_THAT(history(), ElementsAre("one", "three", "two"));
 }
 
@@ -143,31 +141,31 @@ TEST_F(StoreDatabaseTest, FavoritesFollowTheirCategoriesThenTheLatestCopy) {
     const Uuid sooner = addCategory("sooner", 1);
     for (const auto& [text, category] : std::vector<std::pair<std::string, std::optional<Uuid>>>{
              {"a", later}, {"b", std::nullopt}, {"c", sooner}, {"d", later}})
-        EXPECT_EQ(database.addToFavorites(copy(text), category).value(), Change::done);
+        EXPECT_EQ(database.entries().addToFavorites(copy(text), category).value(), Change::done);
     EXPECT_THAT(favorites(), ElementsAre("c", "d", "a", "b"));
 }
 
 TEST_F(StoreDatabaseTest, AnUnknownCategoryIsRefused) {
     const Uuid one = copy("one");
-    EXPECT_EQ(database.addToFavorites(one, Uuid::random()).value(), Change::noSuchCategory);
-    EXPECT_EQ(database.edit(one, std::nullopt, Uuid::random(), std::nullopt).value(), Change::noSuchCategory);
+    EXPECT_EQ(database.entries().addToFavorites(one, Uuid::random()).value(), Change::noSuchCategory);
+    EXPECT_EQ(database.entries().edit(one, std::nullopt, Uuid::random(), std::nullopt).value(), Change::noSuchCategory);
     EXPECT_THAT(favorites(), IsEmpty());
 }
 
 TEST_F(StoreDatabaseTest, AnEntryLeavesOneListAndStaysOnTheOther) {
     const Uuid one = copy("one");
-    ASSERT_EQ(database.addToFavorites(one, std::nullopt).value(), Change::done);
-    ASSERT_EQ(database.pin(one, nextSecond()).value(), Change::done);
-    EXPECT_EQ(database.remove(one, ClipboardScope::history).value(), Change::done);
+    ASSERT_EQ(database.entries().addToFavorites(one, std::nullopt).value(), Change::done);
+    ASSERT_EQ(database.entries().pin(one, nextSecond()).value(), Change::done);
+    EXPECT_EQ(database.entries().remove(one, ClipboardScope::history).value(), Change::done);
     EXPECT_THAT(history(), IsEmpty());
     EXPECT_THAT(favorites(), ElementsAre("one"));
-    EXPECT_EQ(database.remove(one, ClipboardScope::history).value(), Change::noSuchEntry);
-    EXPECT_EQ(database.pin(one, nextSecond()).value(), Change::noSuchEntry);
+    EXPECT_EQ(database.entries().remove(one, ClipboardScope::history).value(), Change::noSuchEntry);
+    EXPECT_EQ(database.entries().pin(one, nextSecond()).value(), Change::noSuchEntry);
 
     EXPECT_EQ(copy("one"), one); // back in the history, not pinned
-    EXPECT_EQ(database.remove(one, ClipboardScope::favorites).value(), Change::done);
+    EXPECT_EQ(database.entries().remove(one, ClipboardScope::favorites).value(), Change::done);
     EXPECT_THAT(favorites(), IsEmpty());
-    const auto rows = database.entries(ClipboardScope::history, kAll, Thumbnails::leave).value();
+    const auto rows = database.lists().entries({.limit = kAll}).value();
     ASSERT_EQ(rows.size(), 1U);
     EXPECT_FALSE(rows[0].row.isPinned);
     EXPECT_FALSE(rows[0].row.isFavorite);
@@ -175,8 +173,8 @@ TEST_F(StoreDatabaseTest, AnEntryLeavesOneListAndStaysOnTheOther) {
 
 TEST_F(StoreDatabaseTest, AnEntryOnNoListIsGoneWithItsContent) {
     const Uuid one = copy("one");
-    ASSERT_EQ(database.use(one, nextSecond()).value(), Change::done);
-    EXPECT_EQ(database.remove(one, ClipboardScope::history).value(), Change::done);
+    ASSERT_EQ(database.entries().use(one, nextSecond()).value(), Change::done);
+    EXPECT_EQ(database.entries().remove(one, ClipboardScope::history).value(), Change::done);
     EXPECT_EQ(textOfEntry(one), "none");
     EXPECT_EQ(raw.number("SELECT (SELECT count(*) FROM contents) + (SELECT count(*) FROM usages)").value(), 0);
     EXPECT_NE(copy("one"), one);
@@ -185,7 +183,7 @@ TEST_F(StoreDatabaseTest, AnEntryOnNoListIsGoneWithItsContent) {
 TEST_F(StoreDatabaseTest, RemembersTheLatestHundredUses) {
     const Uuid one = copy("one");
     for (int i = 0; i < 103; ++i)
-        ASSERT_EQ(database.use(one, nextSecond()).value(), Change::done);
+        ASSERT_EQ(database.entries().use(one, nextSecond()).value(), Change::done);
     EXPECT_EQ(raw.number("SELECT count(*) FROM usages").value(), 100);
     EXPECT_EQ(raw.number("SELECT max(used_at) FROM usages").value(), static_cast<std::int64_t>(now));
 }
@@ -193,13 +191,13 @@ TEST_F(StoreDatabaseTest, RemembersTheLatestHundredUses) {
 TEST_F(StoreDatabaseTest, AnEditSetsAliasAndCategory) {
     const Uuid category = addCategory("work", 1);
     const Uuid one = copy("one");
-    EXPECT_EQ(database.edit(one, "first", category, std::nullopt).value(), Change::done);
-    const auto edited = database.entries(ClipboardScope::history, 1, Thumbnails::leave)->front().row;
+    EXPECT_EQ(database.entries().edit(one, "first", category, std::nullopt).value(), Change::done);
+    const auto edited = database.lists().entries({.limit = 1})->front().row;
     EXPECT_EQ(edited.alias, "first");
     EXPECT_EQ(edited.categoryID, category);
     EXPECT_EQ(textOfEntry(one), "one");
-    EXPECT_EQ(database.edit(one, std::nullopt, std::nullopt, std::nullopt).value(), Change::done);
-    const auto cleared = database.entries(ClipboardScope::history, 1, Thumbnails::leave)->front().row;
+    EXPECT_EQ(database.entries().edit(one, std::nullopt, std::nullopt, std::nullopt).value(), Change::done);
+    const auto cleared = database.lists().entries({.limit = 1})->front().row;
     EXPECT_EQ(cleared.alias, std::nullopt);
     EXPECT_EQ(cleared.categoryID, std::nullopt);
 }
@@ -207,10 +205,10 @@ TEST_F(StoreDatabaseTest, AnEditSetsAliasAndCategory) {
 TEST_F(StoreDatabaseTest, AnEditedTextIsKnownByItsNewContent) {
     const Uuid one = copy("one");
     copy("two");
-    EXPECT_EQ(database.edit(one, std::nullopt, std::nullopt, "edited").value(), Change::done);
+    EXPECT_EQ(database.entries().edit(one, std::nullopt, std::nullopt, "edited").value(), Change::done);
     EXPECT_EQ(textOfEntry(one), "edited");
     EXPECT_THAT(history(), ElementsAre("two", "edited"));
-    EXPECT_EQ(database.entries(ClipboardScope::history, kAll, Thumbnails::leave)->back().size, 6U);
+    EXPECT_EQ(database.lists().entries({.limit = kAll})->back().size, 6U);
     EXPECT_EQ(copy("edited"), one);
     EXPECT_NE(copy("one"), one);
 }
@@ -218,28 +216,28 @@ TEST_F(StoreDatabaseTest, AnEditedTextIsKnownByItsNewContent) {
 TEST_F(StoreDatabaseTest, AnEditMayRepeatAnotherText) {
     const Uuid one = copy("one");
     const Uuid two = copy("two");
-    EXPECT_EQ(database.edit(one, std::nullopt, std::nullopt, "two").value(), Change::done);
+    EXPECT_EQ(database.entries().edit(one, std::nullopt, std::nullopt, "two").value(), Change::done);
     EXPECT_THAT(history(), ElementsAre("two", "two"));
     EXPECT_EQ(copy("two"), two);
 }
 
 TEST_F(StoreDatabaseTest, AnImageHasNoTextToEdit) {
-    ASSERT_TRUE(database.record(ClipboardKind::image, makeJpeg({8, 8}), nextSecond()));
+    ASSERT_TRUE(database.entries().record(ClipboardKind::image, makeJpeg({8, 8}), nextSecond()));
     const Uuid image = newest();
-    EXPECT_EQ(database.edit(image, "name", std::nullopt, "text").value(), Change::notAText);
-    EXPECT_EQ(database.entries(ClipboardScope::history, 1, Thumbnails::leave)->front().row.alias, std::nullopt);
+    EXPECT_EQ(database.entries().edit(image, "name", std::nullopt, "text").value(), Change::notAText);
+    EXPECT_EQ(database.lists().entries({.limit = 1})->front().row.alias, std::nullopt);
 }
 
 TEST_F(StoreDatabaseTest, UnknownIdsChangeNothing) {
     copy("one");
     const auto revision = database.revision().value();
     const Uuid unknown = Uuid::random();
-    EXPECT_EQ(database.use(unknown, nextSecond()).value(), Change::noSuchEntry);
-    EXPECT_EQ(database.pin(unknown, nextSecond()).value(), Change::noSuchEntry);
-    EXPECT_EQ(database.addToFavorites(unknown, std::nullopt).value(), Change::noSuchEntry);
-    EXPECT_EQ(database.remove(unknown, ClipboardScope::history).value(), Change::noSuchEntry);
-    EXPECT_EQ(database.edit(unknown, "a", std::nullopt, "b").value(), Change::noSuchEntry);
-    EXPECT_FALSE(database.content(unknown).value());
+    EXPECT_EQ(database.entries().use(unknown, nextSecond()).value(), Change::noSuchEntry);
+    EXPECT_EQ(database.entries().pin(unknown, nextSecond()).value(), Change::noSuchEntry);
+    EXPECT_EQ(database.entries().addToFavorites(unknown, std::nullopt).value(), Change::noSuchEntry);
+    EXPECT_EQ(database.entries().remove(unknown, ClipboardScope::history).value(), Change::noSuchEntry);
+    EXPECT_EQ(database.entries().edit(unknown, "a", std::nullopt, "b").value(), Change::noSuchEntry);
+    EXPECT_FALSE(database.lists().content(unknown).value());
     EXPECT_EQ(database.revision().value(), revision);
 }
 
@@ -249,54 +247,26 @@ TEST_F(StoreDatabaseTest, EveryChangeRaisesTheRevision) {
     EXPECT_EQ(database.revision().value(), 1);
     copy("one");
     EXPECT_EQ(database.revision().value(), 2);
-    ASSERT_EQ(database.pin(one, nextSecond()).value(), Change::done);
+    ASSERT_EQ(database.entries().pin(one, nextSecond()).value(), Change::done);
     EXPECT_EQ(database.revision().value(), 3);
 }
 
 TEST_F(StoreDatabaseTest, FindsIdsByTheirBeginning) {
     const Uuid one = copy("one");
     const Uuid two = copy("two");
-    EXPECT_THAT(database.idsStartingWith(one.toString(), 2).value(), ElementsAre(one));
-    EXPECT_THAT(database.idsStartingWith("", 9).value(), testing::UnorderedElementsAre(one, two));
-    EXPECT_EQ(database.idsStartingWith("", 1)->size(), 1U);
-    EXPECT_THAT(database.idsStartingWith("X", 9).value(), IsEmpty());
-    EXPECT_THAT(database.idsStartingWith("%", 9).value(), IsEmpty());
-    EXPECT_THAT(database.idsStartingWith(one.toString() + "0", 9).value(), IsEmpty());
-}
-
-TEST_F(StoreDatabaseTest, ASnapshotHoldsAllLists) {
-    const Uuid category = addCategory("work", 1);
-    const Uuid one = copy("one");
-    copy("two");
-    ASSERT_EQ(database.addToFavorites(one, category).value(), Change::done);
-    const auto snapshot = database.snapshot(10, 1 << 20).value();
-    EXPECT_EQ(snapshot.revision, 3);
-    ASSERT_EQ(snapshot.history.size(), 2U);
-    EXPECT_EQ(snapshot.history[0].preview, "two");
-    EXPECT_TRUE(snapshot.history[1].isFavorite);
-    EXPECT_EQ(snapshot.history[1].scope, ClipboardScope::history);
-    ASSERT_EQ(snapshot.favorites.size(), 1U);
-    EXPECT_EQ(snapshot.favorites[0].scope, ClipboardScope::favorites);
-    EXPECT_EQ(snapshot.favorites[0].categoryID, category);
-    ASSERT_EQ(snapshot.categories.size(), 1U);
-    EXPECT_EQ(snapshot.categories[0].name, "work");
-    EXPECT_EQ(snapshot.categories[0].colorTag, "red");
-    EXPECT_EQ(snapshot.categories[0].order, 1);
-}
-
-TEST_F(StoreDatabaseTest, ASnapshotIsBoundedInRowsAndInBytes) {
-    for (int i = 0; i < 20; ++i)
-        copy(std::to_string(i) + std::string(150, '"'));
-    EXPECT_EQ(database.snapshot(5, 1 << 20)->history.size(), 5U);
-    EXPECT_EQ(database.snapshot(20, 3000)->history.size(), 4U);
-    EXPECT_TRUE(database.snapshot(20, 0)->history.empty());
+    EXPECT_THAT(database.lists().idsStartingWith(one.toString(), 2).value(), ElementsAre(one));
+    EXPECT_THAT(database.lists().idsStartingWith("", 9).value(), testing::UnorderedElementsAre(one, two));
+    EXPECT_EQ(database.lists().idsStartingWith("", 1)->size(), 1U);
+    EXPECT_THAT(database.lists().idsStartingWith("X", 9).value(), IsEmpty());
+    EXPECT_THAT(database.lists().idsStartingWith("%", 9).value(), IsEmpty());
+    EXPECT_THAT(database.lists().idsStartingWith(one.toString() + "0", 9).value(), IsEmpty());
 }
 
 TEST_F(StoreDatabaseTest, TwoProcessesSeeEachOthersChanges) {
     auto other = StoreDatabase::open(file, Mode::existing).value();
     copy("one");
-    EXPECT_EQ(other.entries(ClipboardScope::history, kAll, Thumbnails::leave)->size(), 1U);
-    ASSERT_TRUE(other.record(ClipboardKind::text, bytesOf("two"), nextSecond()));
+    EXPECT_EQ(other.lists().entries({.limit = kAll})->size(), 1U);
+    ASSERT_TRUE(other.entries().record(ClipboardKind::text, bytesOf("two"), nextSecond()));
     EXPECT_THAT(history(), ElementsAre("two", "one"));
 }
 

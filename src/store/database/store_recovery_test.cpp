@@ -22,7 +22,6 @@ using namespace std::chrono_literals;
 using testing::EndsWith;
 using testing::HasSubstr;
 using Mode = StoreDatabase::Mode;
-using Thumbnails = StoreDatabase::Thumbnails;
 
 constexpr Date kNow{800'000'000};
 
@@ -49,15 +48,15 @@ protected:
         return opened ? "opened" : opened.error().sentence;
     }
 
-    static Result<StoreDatabase::Recorded, StoreError> record(StoreDatabase& database, const std::string& text) {
-        return database.record(ClipboardKind::text, bytesOf(text), kNow);
+    static Result<ClipboardEntries::Recorded, StoreError> record(StoreDatabase& database, const std::string& text) {
+        return database.entries().record(ClipboardKind::text, bytesOf(text), kNow);
     }
 
     std::vector<std::string> history() {
         auto database = StoreDatabase::open(file, Mode::existing);
         EXPECT_TRUE(database) << database.error().sentence;
         std::vector<std::string> previews;
-        const auto entries = database->entries(ClipboardScope::history, 1'000'000, Thumbnails::leave).value();
+        const auto entries = database->lists().entries({}).value();
         for (const auto& entry : entries)
             previews.push_back(entry.row.preview);
         return previews;
@@ -180,7 +179,7 @@ TEST_F(StoreRecoveryTest, ADamagedDatabaseIsAFailureNotACrash) {
         std::ofstream(file, std::ios::binary | std::ios::trunc) << damaged;
         auto database = StoreDatabase::open(file, Mode::existing);
         const auto read =
-            database ? database->entries(ClipboardScope::history, 1000, Thumbnails::read) : Failure{database.error()};
+            database ? database->lists().entries({.withThumbnails = true}) : Failure{database.error()};
         if (read)
             continue;
         ++failures;
@@ -196,7 +195,7 @@ TEST_F(StoreRecoveryTest, ALockedDatabaseFailsTheCopyAndTakesTheNext) {
     const auto refused = record(database, "lost");
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().sentence, file.string() + " is in use by another program");
-    EXPECT_EQ(database.entries(ClipboardScope::history, 10, Thumbnails::leave)->size(), 0U); // reading goes on
+    EXPECT_EQ(database.lists().entries({})->size(), 0U); // reading goes on
     ASSERT_TRUE(other.execute("COMMIT"));
     EXPECT_TRUE(record(database, "kept"));
     EXPECT_THAT(history(), testing::ElementsAre("kept"));
@@ -256,7 +255,7 @@ TEST_F(StoreRecoveryTest, ADiskThatTakesNoMoreFailsTheCopyAndTakesTheNext) {
     auto database = StoreDatabase::open(file, Mode::createIfMissing);
     for (std::size_t next = from; database; ++next) {
         const std::string text = std::to_string(next) + " " + std::string(next % 7 * 3000, 'x');
-        if (!database->record(ClipboardKind::text, bytesOf(text), kNow) || ::write(acknowledgements, "+", 1) != 1)
+        if (!database->entries().record(ClipboardKind::text, bytesOf(text), kNow) || ::write(acknowledgements, "+", 1) != 1)
             break;
     }
     ::_exit(1);

@@ -67,8 +67,38 @@ PRAGMA application_id = 0x56785374;
 PRAGMA user_version = 1;
 )sql";
 
+// A loose entry is one that falls out of the history when that grows too long: it is neither pinned nor a favorite. They
+// are counted by triggers, whoever changes an entry, because to count them at every copy would take longer than to store
+// it. history_order carries is_favorite so that the oldest loose entry is found without a look at the favorites before
+// it. A folded copy is what a text is searched by; it is left out where folding is as fast as reading the copy.
+constexpr const char* kHistoryLimit = R"sql(
+ALTER TABLE store ADD COLUMN history_limit INTEGER NOT NULL DEFAULT 1000;
+ALTER TABLE store ADD COLUMN loose_entries INTEGER NOT NULL DEFAULT 0;
+UPDATE store SET loose_entries =
+    (SELECT count(*) FROM entries WHERE in_history AND pinned_at IS NULL AND NOT is_favorite);
+
+CREATE TRIGGER loose_entry_added AFTER INSERT ON entries
+WHEN NEW.in_history AND NEW.pinned_at IS NULL AND NOT NEW.is_favorite
+BEGIN UPDATE store SET loose_entries = loose_entries + 1; END;
+CREATE TRIGGER loose_entry_deleted AFTER DELETE ON entries
+WHEN OLD.in_history AND OLD.pinned_at IS NULL AND NOT OLD.is_favorite
+BEGIN UPDATE store SET loose_entries = loose_entries - 1; END;
+CREATE TRIGGER entry_changed_lists AFTER UPDATE OF in_history, pinned_at, is_favorite ON entries
+BEGIN UPDATE store SET loose_entries = loose_entries
+    - (OLD.in_history AND OLD.pinned_at IS NULL AND NOT OLD.is_favorite)
+    + (NEW.in_history AND NEW.pinned_at IS NULL AND NOT NEW.is_favorite); END;
+
+DROP INDEX history_order;
+CREATE INDEX history_order ON entries (pinned_at DESC, copied_revision DESC, is_favorite) WHERE in_history;
+
+ALTER TABLE contents ADD COLUMN folded TEXT;
+CREATE INDEX found_beside_contents ON entries (alias, kind, preview) WHERE alias IS NOT NULL OR kind = 'image';
+
+PRAGMA user_version = 2;
+)sql";
+
 // The step at index n leads from schema n to n + 1, and sets user_version itself.
-constexpr std::array kSteps = {kFirstSchema};
+constexpr std::array kSteps = {kFirstSchema, kHistoryLimit};
 
 StoreError foreign(const std::filesystem::path& file) {
     return {file.string() + " is a database of another program"};
