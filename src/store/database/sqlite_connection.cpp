@@ -70,29 +70,29 @@ Result<SqliteConnection, StoreError> SqliteConnection::open(const std::filesyste
 }
 
 Result<Done, StoreError> SqliteConnection::execute(const char* sql) {
-    if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-        return Failure{lastSqliteError(database_.get())};
+    if (sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        return Failure{lastSqliteError(handle())};
     return Done{};
 }
 
 int SqliteConnection::changedRows() const {
-    return sqlite3_changes(database_.get());
+    return sqlite3_changes(handle());
 }
 
 Result<SqliteStatement, StoreError> SqliteConnection::compile(std::string_view sql) {
-    if (sqlite3_stmt* statement = cache_->take(sql); statement != nullptr)
-        return SqliteStatement(statement, *cache_);
+    if (sqlite3_stmt* statement = opened_->statements.take(sql); statement != nullptr)
+        return SqliteStatement(statement, opened_->statements);
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(database_.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+    if (sqlite3_prepare_v3(handle(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
                            &statement, nullptr) != SQLITE_OK)
-        return Failure{lastSqliteError(database_.get())};
-    return SqliteStatement(statement, *cache_);
+        return Failure{lastSqliteError(handle())};
+    return SqliteStatement(statement, opened_->statements);
 }
 
 void SqliteConnection::rollBack() {
     // After some failures SQLite has rolled back already.
-    if (sqlite3_get_autocommit(database_.get()) == 0)
-        sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    if (sqlite3_get_autocommit(handle()) == 0)
+        sqlite3_exec(handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
 } // namespace vexil

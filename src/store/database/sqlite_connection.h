@@ -65,7 +65,7 @@ public:
     }
 
     // For what has no place here; it remains the connection's.
-    [[nodiscard]] sqlite3* handle() const { return database_.get(); }
+    [[nodiscard]] sqlite3* handle() const { return opened_->database.get(); }
 
     // Rows that the last statement changed.
     [[nodiscard]] int changedRows() const;
@@ -92,14 +92,19 @@ private:
     struct Close {
         void operator()(sqlite3* database) const;
     };
+    struct Opened {
+        std::unique_ptr<sqlite3, Close> database;
+        StatementCache statements; // end before the database
+    };
 
-    explicit SqliteConnection(sqlite3* database) : database_(database) {}
+    explicit SqliteConnection(sqlite3* database) : opened_(std::make_unique<Opened>()) {
+        opened_->database.reset(database);
+    }
 
     Result<SqliteStatement, StoreError> compile(std::string_view sql);
     void rollBack();
 
-    std::unique_ptr<sqlite3, Close> database_;
-    std::unique_ptr<StatementCache> cache_ = std::make_unique<StatementCache>(); // ends before the database
+    std::unique_ptr<Opened> opened_;
 };
 
 } // namespace vexil
