@@ -33,8 +33,7 @@ std::string nameOfKind(ClipboardKind kind) {
 
 } // namespace
 
-StoreService::StoreService(MainQueue& mainQueue, const WallClock& clock, StoreDatabase& database,
-                           std::size_t panelRows)
+StoreService::StoreService(MainQueue& mainQueue, const WallClock& clock, StoreDatabase& database, std::size_t panelRows)
     : mainQueue_(mainQueue), clock_(clock), database_(database), panelRows_(panelRows) {
     if (const auto revision = database_.revision())
         knownRevision_ = *revision;
@@ -64,12 +63,14 @@ StoreService::Answer StoreService::answer(const Message& request) {
         break;
     case ClipboardLinkMethod::entryPin:
         if (const auto* pin = std::get_if<ClipboardPinRequest>(&request.payload))
-            return answerChange(database_.entries().pin(pin->id, pin->isPinned ? std::optional(clock_.now()) : std::nullopt));
+            return answerChange(
+                database_.entries().pin(pin->id, pin->isPinned ? std::optional(clock_.now()) : std::nullopt));
         break;
     case ClipboardLinkMethod::entryFavorite:
         if (const auto* favorite = std::get_if<ClipboardFavoriteRequest>(&request.payload))
-            return answerChange(favorite->isFavorite ? database_.entries().addToFavorites(favorite->id, favorite->categoryID)
-                                                     : database_.entries().remove(favorite->id, ClipboardScope::favorites));
+            return answerChange(favorite->isFavorite
+                                    ? database_.entries().addToFavorites(favorite->id, favorite->categoryID)
+                                    : database_.entries().remove(favorite->id, ClipboardScope::favorites));
         break;
     case ClipboardLinkMethod::entryEdit:
         if (editing != nullptr && !editing->text)

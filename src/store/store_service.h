@@ -68,8 +68,8 @@ private:
     const WallClock& clock_;
     StoreDatabase& database_;
     std::size_t panelRows_;
-    std::int64_t knownRevision_ = 0;          // that the companion was, or is about to be, told of
-    std::shared_ptr<const Bytes> snapshot_;   // the last one, or null
+    std::int64_t knownRevision_ = 0;        // that the companion was, or is about to be, told of
+    std::shared_ptr<const Bytes> snapshot_; // the last one, or null
     std::int64_t snapshotRevision_ = 0;
     bool isChangeAnnounced_ = false;
     Lifetime lifetime_;

@@ -20,7 +20,7 @@ protected:
 
     std::string store(ClipboardKind kind, ByteView content) {
         auto database = StoreDatabase::open(folder.database(), StoreDatabase::Mode::createIfMissing).value();
-        return database.entries().record(kind, content, now)->id;
+        return database.entries().record(kind, content, now)->id.toString();
     }
 };
 

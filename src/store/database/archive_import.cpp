@@ -40,7 +40,8 @@ Result<ContentHash, StoreError> checkedHash(const ArchivedEntry& archived) {
     if (!archived.isInHistory && entry.pinnedAt)
         return broken(entry, "is pinned and not in the history");
     if (entry.alias && entry.alias->size() > ClipboardEntries::kMaxAliasBytes)
-        return broken(entry, "has an alias of more than " + std::to_string(ClipboardEntries::kMaxAliasBytes) + " bytes");
+        return broken(entry,
+                      "has an alias of more than " + std::to_string(ClipboardEntries::kMaxAliasBytes) + " bytes");
     return hash;
 }
 
@@ -133,15 +134,15 @@ Result<Done, StoreError> ArchiveImport::takeEntry(const ArchivedEntry& archived)
 
 // Within the archive two entries may have the same content, but not the same id.
 Result<bool, StoreError> ArchiveImport::isKnown(const ArchivedEntry& archived, const ContentHash& hash) {
-    const auto twice = connection_.number("SELECT count(*) FROM entries WHERE id = ? AND number > ?", archived.entry.id,
-                                          lastBefore_);
+    const auto twice =
+        connection_.number("SELECT count(*) FROM entries WHERE id = ? AND number > ?", archived.entry.id, lastBefore_);
     if (!twice)
         return Failure{twice.error()};
     if (*twice != 0)
         return broken(archived.entry, "comes twice");
-    const auto known = connection_.number(
-        "SELECT count(*) FROM entries WHERE (id = ?1 OR content_hash = ?2) AND number <= ?3", archived.entry.id,
-        ByteView(hash), lastBefore_);
+    const auto known =
+        connection_.number("SELECT count(*) FROM entries WHERE (id = ?1 OR content_hash = ?2) AND number <= ?3",
+                           archived.entry.id, ByteView(hash), lastBefore_);
     if (!known)
         return Failure{known.error()};
     return *known != 0;

@@ -33,8 +33,9 @@ public:
         std::uint64_t entries = 0;
         std::uint64_t contentBytes = 0;
     };
-    // Hands out the store as it is at one moment: its size, then every category in order, then every entry, the one that
-    // was copied longest ago first. Ends with the first failure of `onBegin` or `onItem`. One content is held at a time.
+    // Hands out the store as it is at one moment: its size, then every category in order, then every entry, the one
+    // that was copied longest ago first. Ends with the first failure of `onBegin` or `onItem`. One content is held at a
+    // time.
     Result<Done, StoreError> read(UniqueFunction<Result<Done, StoreError>(Size)> onBegin,
                                   UniqueFunction<Result<Done, StoreError>(const ArchivedItem&)> onItem);
 
@@ -47,9 +48,9 @@ public:
         bool operator==(const Outcome&) const = default;
     };
     // Takes in what `next` gives, until it gives none. All or nothing: a failure of `next`, or an item that makes no
-    // sense, leaves the store as it was. Categories come before the entries that are filed under them, and entries in the
-    // order in which they were copied, which stays; between those that are there they go by their date. Meanwhile no
-    // other process can record.
+    // sense, leaves the store as it was. Categories come before the entries that are filed under them, and entries in
+    // the order in which they were copied, which stays; between those that are there they go by their date. Meanwhile
+    // no other process can record.
     Result<Outcome, StoreError> write(UniqueFunction<Result<std::optional<ArchivedItem>, StoreError>()> next);
 
 private:

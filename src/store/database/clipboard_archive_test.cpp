@@ -23,10 +23,10 @@ protected:
         return items;
     }
     Result<Outcome, StoreError> import(const Items& items) {
-        return database.archive().write([&, next = std::size_t{0}]() mutable -> Result<std::optional<ArchivedItem>,
-                                                                                       StoreError> {
-            return next == items.size() ? std::nullopt : std::optional(items[next++]);
-        });
+        return database.archive().write(
+            [&, next = std::size_t{0}]() mutable -> Result<std::optional<ArchivedItem>, StoreError> {
+                return next == items.size() ? std::nullopt : std::optional(items[next++]);
+            });
     }
     // The sentence with which it is refused; nothing may have changed.
     std::string refusal(const Items& items) {
@@ -227,7 +227,8 @@ TEST_F(ClipboardArchiveTest, AnEntryThatMakesNoSenseIsRefusedWithAllOthers) {
 
 TEST_F(ClipboardArchiveTest, ACategoryThatMakesNoSenseIsRefused) {
     EXPECT_THAT(refusal({ClipboardCategory{Uuid::random(), "a\nb", "red", 0}}), HasSubstr("a name or a color that"));
-    EXPECT_THAT(refusal({ClipboardCategory{Uuid::random(), "a", std::string(99, 'x'), 0}}), HasSubstr("that cannot be"));
+    EXPECT_THAT(refusal({ClipboardCategory{Uuid::random(), "a", std::string(99, 'x'), 0}}),
+                HasSubstr("that cannot be"));
 }
 
 TEST_F(ClipboardArchiveTest, ASourceThatFailsLeavesTheStoreAsItWas) {

@@ -19,7 +19,8 @@ std::string folded(std::string_view name) {
 }
 
 bool hasControlCharacters(std::string_view text) {
-    return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
 }
 
 // The first for which `matches` is true.
@@ -66,9 +67,8 @@ Result<std::optional<ClipboardCategory>, StoreError> ClipboardCategories::withId
 }
 
 Result<std::optional<ClipboardCategory>, StoreError> ClipboardCategories::named(std::string_view name) {
-    return firstOf(list(), [wanted = folded(name)](const ClipboardCategory& category) {
-        return folded(category.name) == wanted;
-    });
+    return firstOf(
+        list(), [wanted = folded(name)](const ClipboardCategory& category) { return folded(category.name) == wanted; });
 }
 
 Result<CategoryChange, StoreError> ClipboardCategories::add(std::string_view name, std::string_view colorTag) {

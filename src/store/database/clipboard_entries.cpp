@@ -56,8 +56,8 @@ Result<std::optional<ClipboardEntries::Recorded>, StoreError> ClipboardEntries::
     return std::optional(Recorded{known->id(1).value_or(Uuid()), false});
 }
 
-Result<ClipboardEntries::Recorded, StoreError>
-ClipboardEntries::insert(ClipboardKind kind, ByteView content, const ContentHash& hash, Date now) {
+Result<ClipboardEntries::Recorded, StoreError> ClipboardEntries::insert(ClipboardKind kind, ByteView content,
+                                                                        const ContentHash& hash, Date now) {
     const ContentDescription description = describe(kind, content);
     const Uuid id = Uuid::random();
     const auto number = connection_.number(
@@ -239,10 +239,10 @@ Result<bool, StoreError> ClipboardEntries::hasCategory(const std::optional<Uuid>
 
 Result<std::size_t, StoreError> ClipboardEntries::clear(Clear what) {
     const auto cleared = connection_.transaction(Access::write, [&]() -> Result<std::size_t, StoreError> {
-        if (auto deleted = connection_.run(
-                what == Clear::everything
-                    ? "DELETE FROM entries"
-                    : "DELETE FROM entries WHERE in_history AND pinned_at IS NULL AND NOT is_favorite");
+        if (auto deleted =
+                connection_.run(what == Clear::everything
+                                    ? "DELETE FROM entries"
+                                    : "DELETE FROM entries WHERE in_history AND pinned_at IS NULL AND NOT is_favorite");
             !deleted)
             return Failure{deleted.error()};
         const auto gone = static_cast<std::size_t>(connection_.changedRows());

@@ -29,7 +29,8 @@ std::string sqlFor(const EntryQuery& query) {
     if (!query.search.empty())
         sql += kFound;
     sql += kColumns;
-    sql += query.search.empty() ? "FROM entries AS e " : "FROM found CROSS JOIN entries AS e ON e.number = found.number ";
+    sql +=
+        query.search.empty() ? "FROM entries AS e " : "FROM found CROSS JOIN entries AS e ON e.number = found.number ";
     if (query.scope == ClipboardScope::favorites)
         sql += "LEFT JOIN categories AS c ON c.id = e.category_id WHERE e.is_favorite ";
     else
@@ -131,9 +132,9 @@ Result<std::vector<Uuid>, StoreError> ClipboardLists::idsStartingWith(std::strin
 }
 
 Result<StoreCounts, StoreError> ClipboardLists::counts() {
-    auto statement = connection_.prepare(
-        "SELECT total(in_history), count(pinned_at), total(is_favorite), total(kind = 'image'), "
-        "(SELECT count(*) FROM categories), total(size) FROM entries");
+    auto statement =
+        connection_.prepare("SELECT total(in_history), count(pinned_at), total(is_favorite), total(kind = 'image'), "
+                            "(SELECT count(*) FROM categories), total(size) FROM entries");
     if (!statement)
         return Failure{statement.error()};
     const auto stepped = statement->step();

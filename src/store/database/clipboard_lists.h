@@ -38,9 +38,9 @@ public:
         std::int64_t revision = 0;
         Bytes json; // of a ClipboardStoreSnapshot
     };
-    // At one revision: all categories, all favorites, and of the history all pinned entries and the `historyRows` newest
-    // others. It keeps below `maxBytes` by leaving out the last rows: favorites may take two thirds of it, the history
-    // the rest. `expectedBytes` is about how long it is going to be; more costs a copy.
+    // At one revision: all categories, all favorites, and of the history all pinned entries and the `historyRows`
+    // newest others. It keeps below `maxBytes` by leaving out the last rows: favorites may take two thirds of it, the
+    // history the rest. `expectedBytes` is about how long it is going to be; more costs a copy.
     Result<EncodedSnapshot, StoreError> snapshotJson(std::size_t historyRows, std::size_t maxBytes,
                                                      std::size_t expectedBytes);
 

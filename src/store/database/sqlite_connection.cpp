@@ -83,8 +83,8 @@ Result<SqliteStatement, StoreError> SqliteConnection::compile(std::string_view s
     if (sqlite3_stmt* statement = opened_->statements.take(sql); statement != nullptr)
         return SqliteStatement(statement, opened_->statements);
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(handle(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
-                           &statement, nullptr) != SQLITE_OK)
+    if (sqlite3_prepare_v3(handle(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT, &statement,
+                           nullptr) != SQLITE_OK)
         return Failure{lastSqliteError(handle())};
     return SqliteStatement(statement, opened_->statements);
 }

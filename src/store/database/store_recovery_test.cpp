@@ -178,8 +178,7 @@ TEST_F(StoreRecoveryTest, ADamagedDatabaseIsAFailureNotACrash) {
         damaged.replace(page * 4096, 64, std::string(64, '\xA5'));
         std::ofstream(file, std::ios::binary | std::ios::trunc) << damaged;
         auto database = StoreDatabase::open(file, Mode::existing);
-        const auto read =
-            database ? database->lists().entries({.withThumbnails = true}) : Failure{database.error()};
+        const auto read = database ? database->lists().entries({.withThumbnails = true}) : Failure{database.error()};
         if (read)
             continue;
         ++failures;
@@ -255,7 +254,8 @@ TEST_F(StoreRecoveryTest, ADiskThatTakesNoMoreFailsTheCopyAndTakesTheNext) {
     auto database = StoreDatabase::open(file, Mode::createIfMissing);
     for (std::size_t next = from; database; ++next) {
         const std::string text = std::to_string(next) + " " + std::string(next % 7 * 3000, 'x');
-        if (!database->entries().record(ClipboardKind::text, bytesOf(text), kNow) || ::write(acknowledgements, "+", 1) != 1)
+        if (!database->entries().record(ClipboardKind::text, bytesOf(text), kNow) ||
+            ::write(acknowledgements, "+", 1) != 1)
             break;
     }
     ::_exit(1);

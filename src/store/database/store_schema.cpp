@@ -67,10 +67,10 @@ PRAGMA application_id = 0x56785374;
 PRAGMA user_version = 1;
 )sql";
 
-// A loose entry is one that falls out of the history when that grows too long: it is neither pinned nor a favorite. They
-// are counted by triggers, whoever changes an entry, because to count them at every copy would take longer than to store
-// it. history_order carries is_favorite so that the oldest loose entry is found without a look at the favorites before
-// it. A folded copy is what a text is searched by; it is left out where folding is as fast as reading the copy.
+// A loose entry is one that falls out of the history when that grows too long: it is neither pinned nor a favorite.
+// They are counted by triggers, whoever changes an entry, because to count them at every copy would take longer than to
+// store it. history_order carries is_favorite so that the oldest loose entry is found without a look at the favorites
+// before it. A folded copy is what a text is searched by; it is left out where folding is as fast as reading the copy.
 constexpr const char* kHistoryLimit = R"sql(
 ALTER TABLE store ADD COLUMN history_limit INTEGER NOT NULL DEFAULT 1000;
 ALTER TABLE store ADD COLUMN loose_entries INTEGER NOT NULL DEFAULT 0;
