@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/text_folding.h"
 
+#include "base/folding_table.h"
 #include "base/text.h"
 #include "base/utf8_points.h"
 
@@ -109,6 +110,11 @@ bool isAccent(char32_t point) {
     return place == kOverlay || (place >= kFirstHebrew && place <= kLastSyriac) || place >= kFirstGeneral;
 }
 
+template <CaseRules rules> const FoldingTable& foldingTable() {
+    static const FoldingTable table([](std::string_view utf8) { return foldedByTheBook(utf8, rules); });
+    return table;
+}
+
 // False, with nothing appended, where the text is not ASCII.
 bool appendFoldedAscii(std::string& folded, std::string_view utf8, CaseRules rules) {
     const std::size_t begin = folded.size();
@@ -146,7 +152,11 @@ CaseRules caseRulesOf(const char* lcAll, const char* lcCtype, const char* lang) 
 }
 
 void appendFolded(std::string& folded, std::string_view utf8, CaseRules rules) {
-    if (!appendFoldedAscii(folded, utf8, rules))
+    if (appendFoldedAscii(folded, utf8, rules))
+        return;
+    const auto& table =
+        rules == CaseRules::turkic ? foldingTable<CaseRules::turkic>() : foldingTable<CaseRules::common>();
+    if (!table.appendFolded(folded, utf8))
         folded += foldedByTheBook(utf8, rules);
 }
 

@@ -122,7 +122,9 @@ TEST(TextFoldingTest, FoldsEveryCharacterAsTheStandardDefines) {
 TEST(TextFoldingTest, FoldsACharacterTheSameWhateverStandsBesideIt) {
     static constexpr UChar32 kNeighbours[] = {'A',   0xE9,   0x130,  0x301,  0x323, 0x345,
                                               0x3A3, 0x1161, 0x11A8, 0x3099, 0x4F60};
-    for (UChar32 point = 1; point < 0x3400; ++point) {
+    for (UChar32 point = 1; point < 0x20000; point += point < 0x3400 ? 1 : 61) {
+        if (U_IS_SURROGATE(point))
+            continue;
         for (const UChar32 neighbour : kNeighbours) {
             icu::UnicodeString before(neighbour);
             before.append(point);
@@ -131,6 +133,16 @@ TEST(TextFoldingTest, FoldsACharacterTheSameWhateverStandsBesideIt) {
             ASSERT_EQ(common(utf8Of(before)), byDefinition(before)) << std::hex << neighbour << ' ' << point;
             ASSERT_EQ(common(utf8Of(after)), byDefinition(after)) << std::hex << point << ' ' << neighbour;
         }
+    }
+}
+
+// A letter of an Indian script is folded the long way, with all of its text.
+TEST(TextFoldingTest, TheShortWayAndTheLongOneAgree) {
+    for (UChar32 point = 1; point < 0x3400; ++point) {
+        const std::string one = utf8Of(icu::UnicodeString(point));
+        ASSERT_EQ(common(one) + "\u0905", common(one + "\u0905")) << std::hex << point;
+        ASSERT_EQ(turkic(one) + "\u0905", turkic(one + "\u0905")) << std::hex << point;
+        ASSERT_EQ(turkic("I" + one) + "\u0905", turkic("I" + one + "\u0905")) << std::hex << point;
     }
 }
 
