@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Writes the seeds of the fuzz targets into FOLDER/frames and FOLDER/snapshot.
+// Writes the seeds of the fuzz targets into a folder of FOLDER for each.
 #include "base/json.h"
 #include "link/clipboard_link_envelope.h"
 #include "link/frame.h"
@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -103,6 +104,30 @@ void writeSnapshots(const fs::path& folder) {
     write(folder, "out_of_range", R"({"revision":9223372036854775808,"x":1e999})");
 }
 
+// The rules, a query, a longer one, and texts.
+void writeTextSearches(const fs::path& folder) {
+    const auto put = [&](std::string_view name, bool isTurkic, std::initializer_list<std::string_view> parts) {
+        std::string seed(1, isTurkic ? '1' : '0');
+        for (const std::string_view part : parts)
+            seed.append(part).append("\xFE");
+        seed.pop_back();
+        write(folder, name, seed);
+    };
+    put("accents", false, {"e\u0301", "fe\u0301 ", "caf\u00e9 noir", "CAFE\u0301", "cafe", "x\u0302\u0323"});
+    put("sharp_s", false, {"SS", "ass", "Stra\u00dfe", "STRA\u1e9eE", "\u00df"});
+    put("turkish", true, {"i", "diy", "D\u0130YARBAKIR", "I\u0323\u0307", "I\u0301\u0307", "\u0131\u0130iI"});
+    put("greek", false,
+        {"\u03c3", "\u03c3\u03b9", "\u1f40\u03b4\u03cc\u03c2", "\u1fb3\u0323", "\u0391\u0323\u0399", "\u0345"});
+    put("hangul", false, {"\uac00", "\uac00\ub098", "\uac01", "\u1100\u1161\u11a8", "\u1161"});
+    put("scripts", false,
+        {"\u0915", "\u0915\u093f", "\u0928\u092e\u0938\u094d\u0924\u0947", "\u304b\u3099", "\u4e16\u754c \U0001F600"});
+    put("ill_formed", false, {"\xFF", "\xC3\xFF", "a\xC3", "\xA4", "\xED\xA0\x80", "\xF0\x9F\x98"});
+    put("empty", false, {"", "", ""});
+    const std::string hardOnes = "\2\1\xFE\1\2\xFE\1\6\4\xFE\x17\6\7\xFE\x25\x26\x27\xFE\x30\x31\xFE";
+    write(folder, "hard", "2" + hardOnes);
+    write(folder, "hard_turkish", "3" + hardOnes);
+}
+
 } // namespace
 } // namespace vexil
 
@@ -113,5 +138,6 @@ int main(int argc, char** argv) {
     }
     vexil::writeFrames(std::filesystem::path(argv[1]) / "frames");
     vexil::writeSnapshots(std::filesystem::path(argv[1]) / "snapshot");
+    vexil::writeTextSearches(std::filesystem::path(argv[1]) / "text_search");
     return 0;
 }

@@ -41,33 +41,39 @@ struct First {
 };
 
 First firstOf(std::string_view utf8) {
-    static constexpr std::size_t kMaxSize = 4;
-    static constexpr char32_t kLeast[kMaxSize + 1] = {0, 0, 0x80, 0x800, 0x10000};
-    const auto lead = static_cast<unsigned char>(utf8.front());
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(utf8.data());
+    const auto isTrail = [bytes](std::size_t i) { return (bytes[i] & 0xC0) == 0x80; };
+    const auto bitsOf = [bytes](std::size_t i) { return static_cast<char32_t>(bytes[i] & 0x3F); };
+    const char32_t lead = bytes[0];
     if (lead < 0x80)
         return {lead, 1};
-    const std::size_t size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    if (lead < 0xC0 || lead >= 0xF8 || utf8.size() < size)
-        return {0, 0};
-    char32_t point = lead & (0x7FU >> size);
-    for (std::size_t i = 1; i < size; ++i) {
-        const auto trail = static_cast<unsigned char>(utf8[i]);
-        if ((trail & 0xC0) != 0x80)
-            return {0, 0};
-        point = point << 6 | (trail & 0x3F);
+    if (lead >= 0xC2 && lead < 0xE0 && utf8.size() >= 2 && isTrail(1))
+        return {(lead & 0x1F) << 6 | bitsOf(1), 2};
+    if (lead >= 0xE0 && lead < 0xF0 && utf8.size() >= 3 && isTrail(1) && isTrail(2)) {
+        const char32_t point = (lead & 0x0F) << 12 | bitsOf(1) << 6 | bitsOf(2);
+        return {point >= 0x800 ? point : 0, 3};
     }
-    return {point < kLeast[size] ? 0 : point, size};
+    if (lead >= 0xF0 && lead < 0xF5 && utf8.size() >= 4 && isTrail(1) && isTrail(2) && isTrail(3)) {
+        const char32_t point = (lead & 0x07) << 18 | bitsOf(1) << 12 | bitsOf(2) << 6 | bitsOf(3);
+        return {point >= 0x10000 ? point : 0, 4};
+    }
+    return {0, 0};
 }
 
-// Up to U+FFFF. Returns the end.
+// Returns the end.
 char* append(char* to, char32_t point) {
     if (point < 0x80) {
         *to++ = static_cast<char>(point);
     } else if (point < 0x800) {
         *to++ = static_cast<char>(0xC0 | point >> 6);
         *to++ = static_cast<char>(0x80 | (point & 0x3F));
-    } else {
+    } else if (point < 0x10000) {
         *to++ = static_cast<char>(0xE0 | point >> 12);
+        *to++ = static_cast<char>(0x80 | (point >> 6 & 0x3F));
+        *to++ = static_cast<char>(0x80 | (point & 0x3F));
+    } else {
+        *to++ = static_cast<char>(0xF0 | point >> 18);
+        *to++ = static_cast<char>(0x80 | (point >> 12 & 0x3F));
         *to++ = static_cast<char>(0x80 | (point >> 6 & 0x3F));
         *to++ = static_cast<char>(0x80 | (point & 0x3F));
     }
@@ -75,7 +81,7 @@ char* append(char* to, char32_t point) {
 }
 
 std::string utf8Of(char32_t point) {
-    char bytes[3];
+    char bytes[4];
     return {bytes, append(bytes, point)};
 }
 
@@ -121,7 +127,7 @@ bool FoldingTable::appendFolded(std::string& folded, std::string_view utf8) cons
         else if (one != 0)
             to = append(to, one);
         else if (!isInTable && foldsToItself(point))
-            to = std::copy_n(utf8.data(), size, to);
+            to = append(to, point);
         else
             break;
         utf8.remove_prefix(size);

@@ -10,8 +10,10 @@
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -49,12 +51,12 @@ std::string normalized(std::string utf8, Form form) {
     return U_SUCCESS(status) ? result : utf8;
 }
 
-std::string caseFolded(const std::string& utf8) {
+std::string caseFolded(std::string_view utf8) {
     UErrorCode status = U_ZERO_ERROR;
     std::string result;
     icu::StringByteSink<std::string> sink(&result, static_cast<std::int32_t>(utf8.size()));
     icu::CaseMap::utf8Fold(U_FOLD_CASE_DEFAULT, pieceOf(utf8), sink, nullptr, status);
-    return U_SUCCESS(status) ? result : utf8;
+    return U_SUCCESS(status) ? result : std::string(utf8);
 }
 
 // The end of the dot above that belongs to the letter that ends at `at`; none where it has none. A mark in between that
@@ -89,15 +91,29 @@ std::string withTurkicI(std::string_view decomposed) {
     return result;
 }
 
+// U+0345, the iota below a Greek letter, or the beginning of a character that has one.
+bool mayHaveIotaBelow(std::string_view utf8) {
+    static constexpr std::string_view kMark = "\u0345";
+    static constexpr std::string_view kComposed[] = {"\xE1\xBE", "\xE1\xBF"};
+    return utf8.find(kMark) != std::string_view::npos ||
+           std::any_of(std::begin(kComposed), std::end(kComposed),
+                       [&](std::string_view lead) { return utf8.find(lead) != std::string_view::npos; });
+}
+
 // By the book: two texts are the same, whatever their case, where the decomposed forms of their folded decomposed forms
-// are. Decomposing first matters for letters whose iota subscript becomes a letter when folded.
-std::string decomposedAndFolded(std::string_view utf8, CaseRules rules) {
-    const std::string decomposed = normalized(repairedUtf8(utf8), Form::decomposed);
-    return caseFolded(rules == CaseRules::turkic ? withTurkicI(decomposed) : decomposed);
+// are. It matters that the text is decomposed first only where folding makes a letter of a mark: the iota below.
+std::string foldedInSomeForm(std::string_view utf8, CaseRules rules) {
+    if (!isValidUtf8(utf8))
+        return foldedInSomeForm(repairedUtf8(utf8), rules);
+    if (rules == CaseRules::turkic)
+        return caseFolded(withTurkicI(normalized(std::string(utf8), Form::decomposed)));
+    if (mayHaveIotaBelow(utf8))
+        return caseFolded(normalized(std::string(utf8), Form::decomposed));
+    return caseFolded(utf8);
 }
 
 std::string foldedByTheBook(std::string_view utf8, CaseRules rules) {
-    return normalized(decomposedAndFolded(utf8, rules), Form::composed);
+    return normalized(foldedInSomeForm(utf8, rules), Form::composed);
 }
 
 // Marks with a place of their own (kana, Indian scripts, Thai, Tibetan) make another letter or vowel.
@@ -110,9 +126,9 @@ bool isAccent(char32_t point) {
     return place == kOverlay || (place >= kFirstHebrew && place <= kLastSyriac) || place >= kFirstGeneral;
 }
 
-template <CaseRules rules> const FoldingTable& foldingTable() {
-    static const FoldingTable table([](std::string_view utf8) { return foldedByTheBook(utf8, rules); });
-    return table;
+template <CaseRules Rules> const FoldingTable& foldingTable() {
+    static const FoldingTable kTable([](std::string_view utf8) { return foldedByTheBook(utf8, Rules); });
+    return kTable;
 }
 
 // False, with nothing appended, where the text is not ASCII.
@@ -167,7 +183,7 @@ std::string fold(std::string_view utf8, CaseRules rules) {
 }
 
 std::string foldWithoutAccents(std::string_view utf8, CaseRules rules) {
-    const std::string decomposed = normalized(decomposedAndFolded(utf8, rules), Form::decomposed);
+    const std::string decomposed = normalized(foldedInSomeForm(utf8, rules), Form::decomposed);
     std::string bare;
     std::size_t at = 0;
     for (std::size_t begin = 0; const auto point = nextPoint(decomposed, at); begin = at) {

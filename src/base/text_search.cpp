@@ -10,12 +10,14 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <numeric>
+#include <vector>
 
 namespace vexil::text {
 
 namespace {
 
-constexpr std::size_t kBlock = 64;
+constexpr std::size_t kBlock = 128;
 
 // How common a byte is in the folded text of all the world, roughly: the higher, the more common.
 constexpr std::array<std::uint8_t, 256> commonness() {
@@ -50,26 +52,24 @@ bool beginsLetter(std::string_view utf8) {
 
 Query::Query(std::string_view utf8, CaseRules rules)
     : folded_(fold(utf8, rules)), beginsWithLetter_(beginsLetter(folded_)) {
-    const auto isRarer = [this](std::size_t a, std::size_t b) {
+    std::vector<std::size_t> offsets(folded_.size());
+    std::iota(offsets.begin(), offsets.end(), 0U);
+    std::stable_sort(offsets.begin(), offsets.end(), [this](std::size_t a, std::size_t b) {
         return kCommonness[static_cast<unsigned char>(folded_[a])] <
                kCommonness[static_cast<unsigned char>(folded_[b])];
-    };
-    for (std::size_t i = 1; i < folded_.size(); ++i) {
-        if (isRarer(i, firstProbe_)) {
-            secondProbe_ = firstProbe_;
-            firstProbe_ = i;
-        } else if (secondProbe_ == firstProbe_ || isRarer(i, secondProbe_)) {
-            secondProbe_ = i;
-        }
+    });
+    for (std::size_t i = 0; i < probes_.size() && !offsets.empty(); ++i) {
+        const std::size_t offset = offsets[std::min(i, offsets.size() - 1)];
+        probes_[i] = {offset, folded_[offset]};
     }
 }
 
-std::size_t Query::find(std::string_view folded, std::size_t from) const {
+std::size_t Query::find(std::string_view folded, std::size_t from, std::size_t until) const {
     if (folded_.empty())
-        return from <= folded.size() ? from : kNotFound;
-    std::size_t hit = findBytes(folded, from);
+        return from < until && from <= folded.size() ? from : kNotFound;
+    std::size_t hit = findBytes(folded, from, until);
     while (hit != kNotFound && !isWhole(folded, hit))
-        hit = findBytes(folded, hit + 1);
+        hit = findBytes(folded, hit + 1, until);
     return hit;
 }
 
@@ -78,31 +78,53 @@ bool Query::isWhole(std::string_view folded, std::size_t hit) const {
     return beginsWhole && beginsLetter(folded.substr(hit + folded_.size()));
 }
 
-// Two bytes are compared for a block of places at once, in a form that compilers turn into vector instructions; where
-// both are right somewhere in the block, it is looked at place by place.
-std::size_t Query::findBytes(std::string_view folded, std::size_t from) const {
-    if (folded_.size() == 1 || from + folded_.size() + kBlock > folded.size())
-        return folded.find(folded_, from);
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(folded.data());
-    const auto first = static_cast<unsigned char>(folded_[firstProbe_]);
-    const auto second = static_cast<unsigned char>(folded_[secondProbe_]);
-    const std::size_t placesEnd = folded.size() - folded_.size() + 1;
-    std::size_t at = from;
-    for (; at + kBlock <= placesEnd; at += kBlock) {
-        const unsigned char* const firsts = bytes + at + firstProbe_;
-        const unsigned char* const seconds = bytes + at + secondProbe_;
-        unsigned char leastDifference = 0xFF;
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            const auto difference = static_cast<unsigned char>((firsts[i] ^ first) | (seconds[i] ^ second));
-            leastDifference = std::min(leastDifference, difference);
-        }
-        for (std::size_t i = 0; leastDifference == 0 && i < kBlock; ++i) {
-            if (firsts[i] == first && seconds[i] == second &&
-                std::memcmp(bytes + at + i, folded_.data(), folded_.size()) == 0)
-                return at + i;
-        }
+// Three bytes are compared for a block of places at once, in a form that compilers turn into vector instructions; only
+// where all three are right somewhere in the block, the places are looked at one by one.
+std::size_t Query::findBytes(std::string_view folded, std::size_t from, std::size_t until) const {
+    if (folded_.size() == 1)
+        return folded.substr(0, until).find(folded_.front(), from);
+    if (folded.size() < folded_.size())
+        return kNotFound;
+    const std::size_t end = folded.size() - folded_.size() + 1;
+    until = std::min(until, end);
+    if (from < until && folded.substr(from).starts_with(folded_))
+        return from; // what follows the hit of a shorter query often is one
+    for (std::size_t at = from; at < until; at += kBlock) {
+        const std::size_t places = std::min(kBlock, end - at); // a whole block, though it goes on after `until`
+        const std::size_t hit = at + findInBlock(folded.data() + at, places);
+        if (hit < at + places)
+            return hit < until ? hit : kNotFound;
     }
-    return folded.find(folded_, at);
+    return kNotFound;
+}
+
+std::size_t Query::findInBlock(const char* block, std::size_t places) const {
+    const Probe a = probes_[0];
+    const Probe b = probes_[1];
+    const Probe c = probes_[2];
+    const auto differenceAt = [&](std::size_t i) {
+        return static_cast<unsigned char>((block[i + a.offset] ^ a.byte) | (block[i + b.offset] ^ b.byte) |
+                                          (block[i + c.offset] ^ c.byte));
+    };
+    if (places == kBlock) {
+        unsigned char least = 0xFF;
+        for (std::size_t i = 0; i < kBlock; ++i)
+            least = std::min(least, differenceAt(i));
+        if (least != 0)
+            return places;
+    }
+    std::array<unsigned char, kBlock> differences{};
+    for (std::size_t i = 0; i < places; ++i)
+        differences[i] = differenceAt(i);
+    for (std::size_t place = 0; place < places; ++place) {
+        const void* const zero = std::memchr(differences.data() + place, 0, places - place);
+        if (zero == nullptr)
+            break;
+        place = static_cast<std::size_t>(static_cast<const unsigned char*>(zero) - differences.data());
+        if (std::memcmp(block + place, folded_.data(), folded_.size()) == 0)
+            return place;
+    }
+    return places;
 }
 
 bool containsLoosely(std::string_view name, std::string_view query, CaseRules rules) {

@@ -4,6 +4,7 @@
 
 #include "base/text_folding.h"
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -29,20 +30,29 @@ public:
 
     [[nodiscard]] bool isEmpty() const { return folded_.empty(); }
     [[nodiscard]] bool isIn(std::string_view folded) const { return find(folded, 0) != kNotFound; }
-    // Where the first hit that begins at `from` or later begins; kNotFound where there is none.
-    [[nodiscard]] std::size_t find(std::string_view folded, std::size_t from) const;
+    // Where the first hit begins that begins at `from` or later, but before `until`; kNotFound where there is none.
+    [[nodiscard]] std::size_t find(std::string_view folded, std::size_t from, std::size_t until = kNotFound) const;
     // Whether every text that has this query in it has the former one in it too.
     [[nodiscard]] bool narrows(const Query& former) const { return former.isIn(folded_); }
+    // Whether besides, every hit of this query is where the former one has one.
+    [[nodiscard]] bool extends(const Query& former) const { return former.find(folded_, 0) == 0; }
 
 private:
-    [[nodiscard]] std::size_t findBytes(std::string_view folded, std::size_t from) const;
+    struct Probe {
+        std::size_t offset;
+        char byte;
+    };
+
+    [[nodiscard]] std::size_t findBytes(std::string_view folded, std::size_t from, std::size_t until) const;
+    // The place, of so many that begin in the block, of the first hit; as many as there are places, where there is
+    // none.
+    [[nodiscard]] std::size_t findInBlock(const char* block, std::size_t places) const;
     [[nodiscard]] bool isWhole(std::string_view folded, std::size_t hit) const;
 
     std::string folded_;
     bool beginsWithLetter_ = true; // and not with a mark that belongs to the letter before
-    // The two bytes of the query that are probably rarest, which a search looks at first.
-    std::size_t firstProbe_ = 0;
-    std::size_t secondProbe_ = 0;
+    // Bytes of the query that are probably rare, which a search looks at first; repeated where it has no three.
+    std::array<Probe, 3> probes_{};
 };
 
 // How names are searched in a list to choose from: neither case nor accents count, nor does white space around the

@@ -82,6 +82,7 @@ TEST(TextSearchTest, AnEmptyQueryIsInEveryText) {
     EXPECT_TRUE(Query().isEmpty());
     EXPECT_EQ(Query().find("ab", 1), 1U);
     EXPECT_EQ(Query().find("ab", 3), Query::kNotFound);
+    EXPECT_EQ(Query().find("ab", 1, 1), Query::kNotFound);
 }
 
 TEST(TextSearchTest, IllFormedTextIsSearchedAsIfRepaired) {
@@ -101,6 +102,8 @@ TEST(TextSearchTest, FindsAHitAtEveryPlaceOfALongText) {
             ASSERT_EQ(Query(needle, CaseRules::common).find(text, 0), size) << needle;
             ASSERT_EQ(Query(needle, CaseRules::common).find(text, size), size) << needle;
             ASSERT_EQ(Query(needle, CaseRules::common).find(text, size + 1), Query::kNotFound) << needle;
+            ASSERT_EQ(Query(needle, CaseRules::common).find(text, 0, size), Query::kNotFound) << needle;
+            ASSERT_EQ(Query(needle, CaseRules::common).find(text, 0, size + 1), size) << needle;
             const std::string atTheEnd = text.substr(0, text.find('b'));
             ASSERT_EQ(Query(needle, CaseRules::common).find(atTheEnd, 0), size) << needle;
         }
@@ -133,6 +136,17 @@ TEST(TextSearchTest, ALongerQueryNarrowsAShorterOne) {
     EXPECT_FALSE(narrows("cafe\u0301", "cafe")) << "the rows of the former query do not have the accent";
     EXPECT_FALSE(narrows("x\u0302", "x"));
     EXPECT_FALSE(narrows("\uac01", "\uac00"));
+}
+
+TEST(TextSearchTest, AQueryThatGoesOnExtendsTheFormerOne) {
+    const auto extends = [](std::string_view query, std::string_view former) {
+        return Query(query, CaseRules::common).extends(Query(former, CaseRules::common));
+    };
+    EXPECT_TRUE(extends("abc", "AB"));
+    EXPECT_TRUE(extends("abc", ""));
+    EXPECT_FALSE(extends("xab", "ab"));
+    EXPECT_FALSE(extends("abx", "abc"));
+    EXPECT_FALSE(extends("cafe\u0301", "cafe"));
 }
 
 TEST(TextSearchTest, LooselyNeitherCaseNorAccentsCount) {

@@ -67,21 +67,35 @@ std::size_t FoldedPreviews::rowAt(std::size_t place, std::size_t firstRow) const
     return static_cast<std::size_t>(after - begins_.begin()) - 1;
 }
 
-FoldedPreviews::Numbers FoldedPreviews::matching(const text::Query& query) const {
-    Numbers found;
+FoldedPreviews::Matches FoldedPreviews::matching(text::Query query) const {
+    Matches found{std::move(query), {}, {}};
     std::size_t row = 0;
-    for (std::size_t hit = query.find(text_, 0); hit < text_.size(); hit = query.find(text_, begins_[row])) {
+    std::size_t hit = found.query.find(text_, 0);
+    while (hit < text_.size()) {
         row = rowAt(hit, row);
-        found.push_back(static_cast<std::uint32_t>(row));
+        found.add(row, hit - begins_[row]);
         ++row;
+        hit = found.query.find(text_, begins_[row]);
     }
     return found;
 }
 
-FoldedPreviews::Numbers FoldedPreviews::matching(const text::Query& query, const Numbers& among) const {
-    Numbers found;
-    std::copy_if(among.begin(), among.end(), std::back_inserter(found),
-                 [&](std::uint32_t row) { return query.isIn(previewOf(row)); });
+FoldedPreviews::Matches FoldedPreviews::matching(text::Query query, const Matches& former) const {
+    // How many rows ahead the processor is told what it will need: rows that match lie far apart in memory.
+    static constexpr std::size_t kAhead = 8;
+    if (!query.narrows(former.query))
+        return matching(std::move(query));
+    Matches found{std::move(query), {}, {}};
+    const bool extends = found.query.extends(former.query);
+    const auto placeOf = [&](std::size_t i) { return begins_[former.rows[i]] + (extends ? former.hits[i] : 0); };
+    for (std::size_t i = 0; i < former.rows.size(); ++i) {
+        if (i + kAhead < former.rows.size())
+            __builtin_prefetch(text_.data() + placeOf(i + kAhead));
+        const std::size_t row = former.rows[i];
+        const std::size_t hit = found.query.find(text_, placeOf(i), begins_[row + 1]);
+        if (hit != text::Query::kNotFound)
+            found.add(row, hit - begins_[row]);
+    }
     return found;
 }
 

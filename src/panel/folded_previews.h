@@ -27,10 +27,21 @@ public:
     [[nodiscard]] const Rows& rows() const { return rows_; }
     [[nodiscard]] std::string_view text() const { return text_; }
 
-    // The rows that have the query in their preview, ascending.
-    [[nodiscard]] Numbers matching(const text::Query& query) const;
-    // Those of `among`, which is ascending too.
-    [[nodiscard]] Numbers matching(const text::Query& query, const Numbers& among) const;
+    // The rows that have a query in their preview.
+    struct Matches {
+        text::Query query;
+        Numbers rows;                    // ascending
+        std::vector<std::uint32_t> hits; // for each of them, where in its folded preview the first hit is
+
+        void add(std::size_t row, std::size_t hit) {
+            rows.push_back(static_cast<std::uint32_t>(row));
+            hits.push_back(static_cast<std::uint32_t>(hit));
+        }
+    };
+
+    [[nodiscard]] Matches matching(text::Query query) const;
+    // Looks only at the rows that matched the former query, where the new one narrows it.
+    [[nodiscard]] Matches matching(text::Query query, const Matches& former) const;
 
 private:
     [[nodiscard]] std::string_view previewOf(std::size_t row) const {

@@ -38,57 +38,73 @@ text::Query queryOf(std::string_view query) {
 
 TEST(FoldedPreviewsTest, NamesTheRowsWithTheQueryInTheirOrder) {
     const FoldedPreviews folded = foldedOf(rowsOf({"Straße", "", "cafe", "STRASSE strasse", "Café", "ras"}));
-    EXPECT_THAT(folded.matching(queryOf("RAS")), ElementsAre(0, 3, 5));
-    EXPECT_THAT(folded.matching(queryOf("cafe\u0301")), ElementsAre(4));
-    EXPECT_THAT(folded.matching(queryOf("cafe")), ElementsAre(2));
-    EXPECT_THAT(folded.matching(queryOf("nowhere")), IsEmpty());
+    EXPECT_THAT(folded.matching(queryOf("RAS")).rows, ElementsAre(0, 3, 5));
+    EXPECT_THAT(folded.matching(queryOf("cafe\u0301")).rows, ElementsAre(4));
+    EXPECT_THAT(folded.matching(queryOf("cafe")).rows, ElementsAre(2));
+    EXPECT_THAT(folded.matching(queryOf("nowhere")).rows, IsEmpty());
 }
 
 TEST(FoldedPreviewsTest, AnEmptyQueryMatchesEveryRow) {
-    EXPECT_THAT(foldedOf(rowsOf({"a", "", "b", ""})).matching(queryOf("")), ElementsAre(0, 1, 2, 3));
-    EXPECT_THAT(foldedOf({}).matching(queryOf("")), IsEmpty());
-    EXPECT_THAT(foldedOf({}).matching(queryOf("a")), IsEmpty());
+    EXPECT_THAT(foldedOf(rowsOf({"a", "", "b", ""})).matching(queryOf("")).rows, ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(foldedOf({}).matching(queryOf("")).rows, IsEmpty());
+    EXPECT_THAT(foldedOf({}).matching(queryOf("a")).rows, IsEmpty());
 }
 
 TEST(FoldedPreviewsTest, NoMatchSpansTwoRows) {
     const FoldedPreviews folded = foldedOf(rowsOf({"abc", "def", "e", "\u0301x"}));
-    EXPECT_THAT(folded.matching(queryOf("cd")), IsEmpty());
-    EXPECT_THAT(folded.matching(queryOf("e")), ElementsAre(1, 2));
+    EXPECT_THAT(folded.matching(queryOf("cd")).rows, IsEmpty());
+    EXPECT_THAT(folded.matching(queryOf("e")).rows, ElementsAre(1, 2));
 }
 
-TEST(FoldedPreviewsTest, LooksAmongTheRowsOfAFormerAnswer) {
-    const FoldedPreviews folded = foldedOf(rowsOf({"abc", "abd", "xabd", "bd"}));
-    EXPECT_THAT(folded.matching(queryOf("abd"), {0, 2}), ElementsAre(2));
-    EXPECT_THAT(folded.matching(queryOf("abd"), {}), IsEmpty());
+TEST(FoldedPreviewsTest, SaysWhereTheFirstHitIs) {
+    const FoldedPreviews folded = foldedOf(rowsOf({"abab", "xé ab", "b"}));
+    const auto matches = folded.matching(queryOf("AB"));
+    EXPECT_THAT(matches.rows, ElementsAre(0, 1));
+    EXPECT_THAT(matches.hits, ElementsAre(0, 4));
+}
+
+TEST(FoldedPreviewsTest, NarrowsAFormerAnswer) {
+    const FoldedPreviews folded = foldedOf(rowsOf({"abc", "ab abd", "xabd", "bd", "xab"}));
+    const auto ab = folded.matching(queryOf("ab"));
+    EXPECT_THAT(folded.matching(queryOf("abd"), ab).rows, ElementsAre(1, 2));
+    EXPECT_THAT(folded.matching(queryOf("abd"), ab).hits, ElementsAre(3, 1));
+    EXPECT_THAT(folded.matching(queryOf("xab"), ab).rows, ElementsAre(2, 4)) << "typed in front";
+    EXPECT_THAT(folded.matching(queryOf("b"), ab).rows, ElementsAre(0, 1, 2, 3, 4)) << "not narrower";
+    EXPECT_THAT(folded.matching(queryOf("abe"), ab).rows, IsEmpty());
 }
 
 TEST(FoldedPreviewsTest, AnswersAsALookAtEachRowByItself) {
     std::mt19937 random(7);
     const std::vector<std::string> pieces = {"a", "B", "ab", "é", "e\u0301", "e", "ß", "SS", "д", "世", " ", "\u0301"};
-    Rows rows;
+    const auto somePieces = [&](std::size_t count) {
+        std::string made;
+        for (; count > 0; --count)
+            made += pieces[random() % pieces.size()];
+        return made;
+    };
+    std::vector<std::string> previews;
+    std::vector<std::string> foldedPreviews;
     for (int i = 0; i < 500; ++i) {
-        std::string preview;
-        for (std::size_t n = random() % 60; n > 0; --n)
-            preview += pieces[random() % pieces.size()];
-        rows.push_back(rowOf(preview));
+        previews.push_back(somePieces(random() % 60));
+        foldedPreviews.push_back(text::fold(previews.back(), CaseRules::common));
     }
-    const FoldedPreviews folded = foldedOf(rows);
-    for (int i = 0; i < 200; ++i) {
-        const auto query = queryOf(pieces[random() % pieces.size()] + pieces[random() % pieces.size()]);
-        FoldedPreviews::Numbers expected;
-        FoldedPreviews::Numbers everyOther;
-        FoldedPreviews::Numbers expectedAmong;
-        for (std::uint32_t row = 0; row < rows.size(); ++row) {
-            const bool isIn = query.isIn(text::fold(rows[row].preview, CaseRules::common));
-            if (isIn)
-                expected.push_back(row);
-            if (row % 2 == 0)
-                everyOther.push_back(row);
-            if (isIn && row % 2 == 0)
-                expectedAmong.push_back(row);
+    const FoldedPreviews folded = foldedOf(rowsOf(previews));
+    auto former = folded.matching(queryOf(""));
+    for (int i = 0; i < 500; ++i) {
+        const auto query = queryOf(somePieces(1 + random() % 3));
+        FoldedPreviews::Numbers rows;
+        std::vector<std::uint32_t> hits;
+        for (std::uint32_t row = 0; row < previews.size(); ++row) {
+            if (const auto hit = query.find(foldedPreviews[row], 0); hit != text::Query::kNotFound) {
+                rows.push_back(row);
+                hits.push_back(static_cast<std::uint32_t>(hit));
+            }
         }
-        ASSERT_EQ(folded.matching(query), expected);
-        ASSERT_EQ(folded.matching(query, everyOther), expectedAmong);
+        former = folded.matching(query, former);
+        ASSERT_EQ(former.rows, rows);
+        ASSERT_EQ(former.hits, hits);
+        ASSERT_EQ(folded.matching(query).rows, rows);
+        ASSERT_EQ(folded.matching(query).hits, hits);
     }
 }
 
@@ -128,9 +144,9 @@ TEST(FoldedPreviewsTest, IllFormedPreviewsDoNotMixWithTheirNeighbours) {
                                                    "\xA4"
                                                    "b",
                                                    "ä"}));
-    EXPECT_THAT(folded.matching(queryOf("ä")), ElementsAre(3));
-    EXPECT_THAT(folded.matching(queryOf("\uFFFD")), ElementsAre(0, 1, 2));
-    EXPECT_THAT(folded.matching(queryOf("\xFF")), ElementsAre(0, 1, 2)) << "ill-formed itself";
+    EXPECT_THAT(folded.matching(queryOf("ä")).rows, ElementsAre(3));
+    EXPECT_THAT(folded.matching(queryOf("\uFFFD")).rows, ElementsAre(0, 1, 2));
+    EXPECT_THAT(folded.matching(queryOf("\xFF")).rows, ElementsAre(0, 1, 2)) << "ill-formed itself";
 }
 
 } // namespace

@@ -30,13 +30,13 @@ void PreviewIndex::assign(Rows rows) {
 }
 
 const PreviewIndex::Numbers& PreviewIndex::matching(std::string_view query) {
-    if (answer_ && answer_->queryText == query)
-        return answer_->numbers;
-    Answer answer{std::string(query), text::Query(query, rules_), {}};
-    const bool isNarrower = answer_ && answer.query.narrows(answer_->query);
-    answer.numbers = isNarrower ? folded().matching(answer.query, answer_->numbers) : folded().matching(answer.query);
-    answer_ = std::move(answer);
-    return answer_->numbers;
+    if (!answer_ || answer_->queryText != query) {
+        text::Query next(query, rules_);
+        auto matches =
+            answer_ ? folded().matching(std::move(next), answer_->matches) : folded().matching(std::move(next));
+        answer_.emplace(Answer{std::string(query), std::move(matches)});
+    }
+    return answer_->matches.rows;
 }
 
 void PreviewIndex::foldOnWorker() {

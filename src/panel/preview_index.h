@@ -41,8 +41,7 @@ public:
 private:
     struct Answer {
         std::string queryText;
-        text::Query query;
-        Numbers numbers;
+        FoldedPreviews::Matches matches;
     };
 
     void foldOnWorker();
