@@ -18,6 +18,7 @@ namespace vexil::text {
 namespace {
 
 constexpr std::size_t kBlock = 128;
+constexpr std::size_t kPart = 16; // of a block
 
 // How common a byte is in the folded text of all the world, roughly: the higher, the more common.
 constexpr std::array<std::uint8_t, 256> commonness() {
@@ -35,6 +36,14 @@ constexpr std::array<std::uint8_t, 256> commonness() {
 }
 
 constexpr auto kCommonness = commonness();
+
+// With the count known, compilers make it of vector instructions.
+template <std::size_t Count, class F> unsigned char leastOf(const F& valueAt, std::size_t begin) {
+    unsigned char least = 0xFF;
+    for (std::size_t i = begin; i < begin + Count; ++i)
+        least = std::min(least, valueAt(i));
+    return least;
+}
 
 // Whether a letter may begin here: a mark that goes with, or fuses with, what stands before it does not begin one.
 bool beginsLetter(std::string_view utf8) {
@@ -106,23 +115,18 @@ std::size_t Query::findInBlock(const char* block, std::size_t places) const {
         return static_cast<unsigned char>((block[i + a.offset] ^ a.byte) | (block[i + b.offset] ^ b.byte) |
                                           (block[i + c.offset] ^ c.byte));
     };
-    if (places == kBlock) {
-        unsigned char least = 0xFF;
-        for (std::size_t i = 0; i < kBlock; ++i)
-            least = std::min(least, differenceAt(i));
-        if (least != 0)
-            return places;
-    }
-    std::array<unsigned char, kBlock> differences{};
-    for (std::size_t i = 0; i < places; ++i)
-        differences[i] = differenceAt(i);
-    for (std::size_t place = 0; place < places; ++place) {
-        const void* const zero = std::memchr(differences.data() + place, 0, places - place);
-        if (zero == nullptr)
-            break;
-        place = static_cast<std::size_t>(static_cast<const unsigned char*>(zero) - differences.data());
-        if (std::memcmp(block + place, folded_.data(), folded_.size()) == 0)
-            return place;
+    const auto isHit = [&](std::size_t place) {
+        return differenceAt(place) == 0 && std::memcmp(block + place, folded_.data(), folded_.size()) == 0;
+    };
+    if (places == kBlock && leastOf<kBlock>(differenceAt, 0) != 0)
+        return places;
+    for (std::size_t begin = 0; begin < places; begin += kPart) {
+        if (begin + kPart <= places && leastOf<kPart>(differenceAt, begin) != 0)
+            continue;
+        for (std::size_t place = begin; place < std::min(begin + kPart, places); ++place) {
+            if (isHit(place))
+                return place;
+        }
     }
     return places;
 }
