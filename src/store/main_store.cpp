@@ -6,6 +6,7 @@
 #include "platform/linux/pixbuf_image_codec.h"
 #include "platform/linux/standard_descriptors.h"
 #include "platform/linux/system_wall_clock.h"
+#include "store/cli/command_line.h"
 #include "store/cli/store_command_line.h"
 #include "store/database/store_database.h"
 #include "store/database/store_folder.h"
@@ -72,8 +73,7 @@ void addServeCommand(CommandLine& commandLine) {
     commandLine.startSection("Service");
     CLI::App& command = commandLine.addCommand("serve", "Record what Vexil Shortcut reports, until interrupted",
                                                [options](CommandContext& context) { return serve(context, *options); });
-    command.add_flag("--verbose", options->isVerbose,
-                     "Print a line for each copy, and whenever the link comes or goes");
+    addFlag(command, "--verbose", options->isVerbose, "Print a line for each copy and change of the link");
 }
 
 std::string editor() {

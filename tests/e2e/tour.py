@@ -34,6 +34,8 @@ class Tour:
             ("The store says hello", self.start_store),
             ("A text is copied", self.copy_text),
             ("A picture is copied", self.copy_picture),
+            ("The text is copied again", self.copy_text_again),
+            ("It becomes a favorite", self.make_favorite),
             ("The store is killed", self.kill_store),
             ("It is started again", self.restart_store),
             ("Recording resumes", self.copy_again),
@@ -106,6 +108,23 @@ class Tour:
             raise NotSeen(f"what was red came out as {at(160, 120)}")
         return (f"a PNG of {len(picture)} bytes came out as a JPEG of {len(jpeg)}, {width} × {height}, white where it was "
                 f"transparent, listed as\n{line}")
+
+    def copy_text_again(self):
+        picture, text = (first_word(line) for line in self.lines_if(2))
+        self.session.copy(TEXT)
+        lines = self.wait(lambda: [line for line in self.lines_if(2) or [] if line.startswith(text)], 10, "the text")
+        self.wait(lambda: first_word(self.lines_if(2)[0]) == text, 10, "the text at the top")
+        return f"no third entry: {text} is above {picture} now, as\n{' '.join(lines[0].split())}"
+
+    def make_favorite(self):
+        text = first_word(self.lines_if(2)[0])
+        self.session.store_command("category", "add", "animals", "--color", "brown")
+        self.session.store_command("favorite", text, "--category", "animals")
+        self.session.store_command("alias", text, "pangram")
+        favorites = self.session.store_command("list", "--category", "animals").decode().splitlines()
+        if len(favorites) != 1 or "[animals] pangram" not in favorites[0]:
+            raise NotSeen(f"the category holds {favorites}")
+        return f"named and filed under a category, listed as\n{' '.join(favorites[0].split())}"
 
     def kill_store(self):
         self.store.kill()

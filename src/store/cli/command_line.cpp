@@ -3,6 +3,8 @@
 
 #include "base/text_columns.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -27,12 +29,33 @@ std::string fullName(const CLI::App* command) {
     return parent == nullptr ? command->get_name() : fullName(parent) + " " + command->get_name();
 }
 
+class HelpFormatter final : public CLI::Formatter {
+public:
+    HelpFormatter() {
+        column_width(kHelpColumn);
+        label("Positionals", "Arguments");
+        label("SUBCOMMAND", "COMMAND");
+    }
+    std::string make_option_name(const CLI::Option* option, bool isArgument) const override {
+        std::string name = Formatter::make_option_name(option, isArgument);
+        if (const auto comma = name.find(','); comma != std::string::npos)
+            name.insert(comma + 1, " ");
+        return name;
+    }
+};
+
+std::string withoutBlankEnd(std::string help) {
+    help.erase(help.find_last_not_of('\n') + 1);
+    return help + "\n";
+}
+
 std::string sentenceOf(const CLI::ParseError& error, const CLI::App* command) {
     // A word that is no command is reported as the lack of one.
     const std::vector<std::string> unknown = command->remaining();
     const bool wantsCommand = !command->get_subcommands([](const CLI::App*) { return true; }).empty();
-    const std::string reason =
-        wantsCommand && !unknown.empty() ? "there is no command \"" + unknown.front() + "\"" : error.what();
+    std::string reason = error.what();
+    if (wantsCommand)
+        reason = unknown.empty() ? "a command is missing" : "there is no command \"" + unknown.front() + "\"";
     return reason + "; see " + fullName(command) + " --help";
 }
 
@@ -49,8 +72,10 @@ CommandLine::CommandLine(const std::string& version)
     app_->require_subcommand(1);
 }
 
+CommandLine::~CommandLine() = default;
+
 CLI::App& CommandLine::configure(CLI::App& command) const {
-    command.get_formatter()->column_width(kHelpColumn);
+    command.formatter(std::make_shared<HelpFormatter>());
     command.set_help_flag("-h,--help", "Print this and end");
     return command;
 }
@@ -58,6 +83,7 @@ CLI::App& CommandLine::configure(CLI::App& command) const {
 CLI::App& CommandLine::addCommand(CLI::App& group, const std::string& name, const std::string& description,
                                   Action action) {
     CLI::App& command = configure(*group.add_subcommand(name, description));
+    command.group("Commands");
     actions_.emplace(&command, std::move(action));
     return command;
 }
@@ -81,7 +107,7 @@ Result<const CommandLine::Action*, int> CommandLine::parse(int argc, const char*
         app_->parse(argc, argv);
         return &actions_.at(deepest(app_.get()));
     } catch (const CLI::CallForHelp&) {
-        return Failure{finish(commandResult(output.write(app_->help())), messages)};
+        return Failure{finish(commandResult(output.write(withoutBlankEnd(app_->help()))), messages)};
     } catch (const CLI::CallForVersion& version) {
         return Failure{finish(commandResult(output.write(version.what() + std::string("\n"))), messages)};
     } catch (const CLI::ParseError& error) {

@@ -6,15 +6,14 @@
 //         CLI::App& command = commandLine.addCommand(
 //             "weather", "Print the weather", [options](CommandContext& context) { return weather(context, *options);
 //             });
-//         command.add_option("PLACE", options->place, "Where")->required();
+//         addArgument(command, "PLACE", options->place, "Where");
 //     }
 #pragma once
 
 #include "base/result.h"
+#include "store/cli/command_arguments.h"
 #include "store/cli/command_context.h"
 #include "store/cli/command_result.h"
-
-#include <CLI/CLI.hpp>
 
 #include <functional>
 #include <map>
@@ -29,8 +28,11 @@ public:
     using Action = std::function<CommandResult(CommandContext&)>;
 
     explicit CommandLine(const std::string& version);
+    ~CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
 
-    // Adds a command, whose arguments and examples (CLI::App::footer) the caller adds to what is returned.
+    // Adds a command, whose arguments (command_arguments.h) the caller adds to what is returned.
     // `description` is one line without a full stop.
     CLI::App& addCommand(const std::string& name, const std::string& description, Action action);
     // A command that does nothing without one of those below it.

@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "store/cli/store_command_line.h"
+#include "base/bytes.h"
+#include "base/date.h"
+#include "store/cli/terminal.h"
 #include "store/database/scratch_folder_fixture.h"
+#include "store/database/store_folder.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <ctime>
-#include <fstream>
-#include <initializer_list>
-#include <iterator>
+#include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,45 +28,18 @@ protected:
         bool operator==(const Outcome&) const = default;
     };
 
-    CommandLineFixture() {
-        ::setenv("TZ", "UTC", 1);
-        ::tzset();
-    }
+    CommandLineFixture();
 
-    Outcome run(const std::vector<std::string>& arguments) {
-        std::ofstream(fileNamed("input"), std::ios::binary) << input;
-        const int in = ::open(fileNamed("input").c_str(), O_RDONLY | O_CLOEXEC);
-        const int out = openForWriting("output");
-        const int err = openForWriting("messages");
-        CommandContext context{
-            .folder = folder,
-            .input = {in, isInputTerminal},
-            .output = {out, terminal},
-            .messages = {err, messagesTerminal},
-            .now = [this] { return now; },
-            .toJpeg = [this](ByteView image) { return toJpeg(image); },
-            .editor = editor,
-            .temporaryFolder = scratch.path(),
-        };
-        const int status = runIn(context, arguments);
-        for (const int descriptor : {in, out, err})
-            ::close(descriptor);
-        return {status, contentOf("output"), contentOf("messages")};
-    }
+    Outcome run(const std::vector<std::string>& arguments);
     // What a command that must succeed prints.
-    std::string outputOf(const std::vector<std::string>& arguments) {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.messages;
-        return outcome.output;
-    }
+    std::string outputOf(const std::vector<std::string>& arguments);
+    // The id of a new text.
+    std::string add(const std::string& text);
     static Outcome failed(const std::string& sentence) { return {1, "", "vexil-store: " + sentence + "\n"}; }
     static Outcome refused(const std::string& sentence) { return {2, "", "vexil-store: " + sentence + "\n"}; }
 
     std::filesystem::path fileNamed(const char* name) { return scratch.path() / name; }
-    std::string contentOf(const char* name) {
-        std::ifstream stream(fileNamed(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    std::string contentOf(const char* name);
 
     ScratchFolder scratch;
     StoreFolder folder{scratch.path() / "vexil-store"};
@@ -79,21 +50,6 @@ protected:
     Date now{800'000'000};                    // 2026-05-09 06:13:20
     std::function<std::optional<Bytes>(ByteView)> toJpeg = [](ByteView) { return std::nullopt; };
     std::string editor = "false";
-
-private:
-    static int runIn(CommandContext& context, const std::vector<std::string>& arguments) {
-        CommandLine commandLine("1.2.3");
-        addStoreCommands(commandLine);
-        std::vector<const char*> words{"vexil-store"};
-        for (const std::string& argument : arguments)
-            words.push_back(argument.c_str());
-        const auto action =
-            commandLine.parse(static_cast<int>(words.size()), words.data(), context.output, context.messages);
-        return action ? CommandLine::finish((**action)(context), context.messages) : action.error();
-    }
-    int openForWriting(const char* name) {
-        return ::open(fileNamed(name).c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    }
 };
 
 } // namespace vexil

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store/cli/command_line.h"
 #include "store/cli/command_line_fixture.h"
 
 #include <gmock/gmock.h>
+
+#include <sstream>
 
 namespace vexil {
 namespace {
@@ -28,7 +29,7 @@ TEST_F(CommandLineTest, HelpKeepsToTheWidthOfATerminal) {
 }
 
 TEST_F(CommandLineTest, WhatIsNotUnderstoodIsOneSentenceAndStatus2) {
-    EXPECT_EQ(run({}), refused("A subcommand is required; see vexil-store --help"));
+    EXPECT_EQ(run({}), refused("a command is missing; see vexil-store --help"));
     EXPECT_EQ(run({"show"}), refused("ID is required; see vexil-store show --help"));
     EXPECT_EQ(run({"show", "A", "B"}),
               refused("The following argument was not expected: B; see vexil-store show --help"));

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/cli/history_listing.h"
 
-#include "base/json.h"
+#include "base/json_fields.h"
+#include "store/cli/json_lines.h"
 #include "store/database/byte_count.h"
 
 #include <algorithm>
@@ -29,6 +30,7 @@ struct ListedEntry {
     bool isPinned = false;
     bool isFavorite = false;
     std::optional<Uuid> categoryID;
+    std::optional<std::string> category; // its name
     std::optional<std::string> alias;
     std::string preview;
 };
@@ -42,6 +44,7 @@ constexpr auto jsonFields(json::Tag<ListedEntry>) {
                       json::Field{"isPinned", &R::isPinned},
                       json::Field{"isFavorite", &R::isFavorite},
                       json::Field{"categoryID", &R::categoryID},
+                      json::Field{"category", &R::category},
                       json::Field{"alias", &R::alias},
                       json::Field{"preview", &R::preview}};
 }
@@ -71,8 +74,18 @@ std::string localTime(Date date) {
     return {text.data(), length};
 }
 
-TableCell description(const ClipboardRowSummary& row) {
+std::optional<std::string> nameOf(const std::optional<Uuid>& id, const std::vector<ClipboardCategory>& categories) {
+    for (const ClipboardCategory& category : categories) {
+        if (category.id == id)
+            return category.name;
+    }
+    return std::nullopt;
+}
+
+TableCell description(const ClipboardRowSummary& row, const std::vector<ClipboardCategory>& categories) {
     TableCell cell;
+    if (const auto category = nameOf(row.categoryID, categories))
+        cell.emplace_back("[" + *category + "] ", TextStyle::accent);
     if (row.alias) {
         cell.emplace_back(*row.alias, TextStyle::strong);
         cell.emplace_back(" · ", TextStyle::faint);
@@ -83,17 +96,17 @@ TableCell description(const ClipboardRowSummary& row) {
 
 } // namespace
 
-Table historyTable(const std::vector<StoredEntry>& entries) {
+Table historyTable(const std::vector<StoredEntry>& entries, const std::vector<ClipboardCategory>& categories) {
     std::vector<std::string> ids(entries.size());
     std::transform(entries.begin(), entries.end(), ids.begin(),
                    [](const StoredEntry& entry) { return entry.row.id.toString(); });
     const std::size_t idWidth = lengthThatTellsApart(ids);
     using Align = Table::Column::Align;
-    Table table({{.align = Align::left},                 // id
-                 {.align = Align::left},                 // marks
-                 {.align = Align::left, .leaveOut = 2},  // kind
-                 {.align = Align::right, .leaveOut = 3}, // size
-                 {.align = Align::left, .leaveOut = 1},  // time
+    Table table({{.align = Align::left},                     // id
+                 {.align = Align::left},                     // marks
+                 {.align = Align::left, .roomForLast = 30},  // kind
+                 {.align = Align::right, .roomForLast = 40}, // size
+                 {.align = Align::left, .roomForLast = 20},  // time
                  {.align = Align::left}});
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const ClipboardRowSummary& row = entries[i].row;
@@ -103,29 +116,21 @@ Table historyTable(const std::vector<StoredEntry>& entries) {
                       {{row.kind == ClipboardKind::text ? "text" : "image", TextStyle::faint}},
                       {{byteCountText(entries[i].size), TextStyle::faint}},
                       {{localTime(row.lastCopiedAt), TextStyle::faint}},
-                      description(row)});
+                      description(row, categories)});
     }
     return table;
 }
 
-Bytes historyJson(const std::vector<StoredEntry>& entries) {
-    Bytes text;
-    const auto append = [&](std::string_view part) {
-        const ByteView bytes = bytesOf(part);
-        text.insert(text.end(), bytes.begin(), bytes.end());
-    };
-    append("[");
-    std::string_view before = "\n";
+Bytes historyJson(const std::vector<StoredEntry>& entries, const std::vector<ClipboardCategory>& categories) {
+    std::vector<ListedEntry> listed;
+    listed.reserve(entries.size());
     for (const StoredEntry& entry : entries) {
         const ClipboardRowSummary& row = entry.row;
-        append(before);
-        json::append(text, ListedEntry{row.id, row.kind, static_cast<std::int64_t>(entry.size), entry.createdAt,
-                                       row.lastCopiedAt, row.isPinned, row.isFavorite, row.categoryID, row.alias,
-                                       row.preview});
-        before = ",\n";
+        listed.push_back({row.id, row.kind, static_cast<std::int64_t>(entry.size), entry.createdAt, row.lastCopiedAt,
+                          row.isPinned, row.isFavorite, row.categoryID, nameOf(row.categoryID, categories), row.alias,
+                          row.preview});
     }
-    append(entries.empty() ? "]\n" : "\n]\n");
-    return text;
+    return jsonArrayOfLines(listed);
 }
 
 } // namespace vexil

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/bytes.h"
+#include "link/clipboard_records.h"
 #include "store/cli/table.h"
 #include "store/database/stored_entry.h"
 
@@ -11,10 +12,13 @@
 namespace vexil {
 
 // One line an entry: the beginning of its id, long enough to tell all of `entries` apart; ^ where it is pinned and *
-// where it is a favorite; its kind, its size, when it was copied last in local time, then its alias and its preview.
-[[nodiscard]] Table historyTable(const std::vector<StoredEntry>& entries);
+// where it is a favorite; its kind, its size, when it was copied last in local time, then its category, its alias and
+// its preview.
+[[nodiscard]] Table historyTable(const std::vector<StoredEntry>& entries,
+                                 const std::vector<ClipboardCategory>& categories);
 
 // An array with one object a line. Dates are seconds since 2001-01-01 UTC, as on the link.
-[[nodiscard]] Bytes historyJson(const std::vector<StoredEntry>& entries);
+[[nodiscard]] Bytes historyJson(const std::vector<StoredEntry>& entries,
+                                const std::vector<ClipboardCategory>& categories);
 
 } // namespace vexil

@@ -27,7 +27,9 @@ protected:
         return entry;
     }
 
-    std::string table() { return historyTable(two).text(std::nullopt); }
+    ClipboardCategory work{Uuid::parse("C0000000-0000-4000-8000-000000000003").value(), "work", "red", 0};
+
+    std::string table() { return historyTable(two, {work}).text(std::nullopt); }
 
     std::vector<StoredEntry> two = {
         entry("3F2A9C11-0000-4000-8000-000000000001", ClipboardKind::image, 48'213, "800 × 600 pixels, 48.2 kB"),
@@ -39,13 +41,14 @@ TEST_F(HistoryListingTest, ATableHasAlignedColumns) {
                        "A1B2C3D4  text       5 B  2024-10-07 13:20  hello\n");
 }
 
-TEST_F(HistoryListingTest, PinsFavoritesAndAliasesAreShown) {
+TEST_F(HistoryListingTest, PinsFavoritesCategoriesAndAliasesAreShown) {
     two[0].row.isFavorite = true;
     two[1].row.isPinned = true;
     two[1].row.isFavorite = true;
     two[1].row.alias = "greeting";
+    two[1].row.categoryID = work.id;
     EXPECT_EQ(table(), "3F2A9C11  *   image  48.2 kB  2024-10-07 13:20  800 × 600 pixels, 48.2 kB\n"
-                       "A1B2C3D4  ^*  text       5 B  2024-10-07 13:20  greeting · hello\n");
+                       "A1B2C3D4  ^*  text       5 B  2024-10-07 13:20  [work] greeting · hello\n");
 }
 
 TEST_F(HistoryListingTest, IdsAreLongEnoughToTellThemApart) {
@@ -68,23 +71,26 @@ TEST_F(HistoryListingTest, ADateThatNoCalendarHasIsSaidToBeUnknown) {
 }
 
 TEST_F(HistoryListingTest, AnEmptyHistoryIsAnEmptyTableAndAnEmptyArray) {
-    EXPECT_EQ(historyTable({}).text(std::nullopt), "");
-    EXPECT_EQ(textOf(historyJson({})), "[]\n");
+    EXPECT_EQ(historyTable({}, {}).text(std::nullopt), "");
+    EXPECT_EQ(textOf(historyJson({}, {})), "[]\n");
 }
 
 TEST_F(HistoryListingTest, JsonHasOneObjectALine) {
     two[1].row.alias = "greeting";
     two[1].row.isPinned = true;
-    EXPECT_EQ(textOf(historyJson(two)),
-              "[\n"
-              R"({"id":"3F2A9C11-0000-4000-8000-000000000001","kind":"image","size":48213,"createdAt":749999999.5,)"
-              R"("lastCopiedAt":750000000.25,"isPinned":false,"isFavorite":false,)"
-              R"("preview":"800 × 600 pixels, 48.2 kB"},)"
-              "\n"
-              R"({"id":"A1B2C3D4-0000-4000-8000-000000000002","kind":"text","size":5,"createdAt":749999999.5,)"
-              R"("lastCopiedAt":750000000.25,"isPinned":true,"isFavorite":false,"alias":"greeting",)"
-              R"("preview":"hello"})"
-              "\n]\n");
+    two[1].row.categoryID = work.id;
+    EXPECT_EQ(
+        textOf(historyJson(two, {work})),
+        "[\n"
+        R"({"id":"3F2A9C11-0000-4000-8000-000000000001","kind":"image","size":48213,"createdAt":749999999.5,)"
+        R"("lastCopiedAt":750000000.25,"isPinned":false,"isFavorite":false,)"
+        R"("preview":"800 × 600 pixels, 48.2 kB"},)"
+        "\n"
+        R"({"id":"A1B2C3D4-0000-4000-8000-000000000002","kind":"text","size":5,"createdAt":749999999.5,)"
+        R"("lastCopiedAt":750000000.25,"isPinned":true,"isFavorite":false,"categoryID":"C0000000-0000-4000-8000-000000000003","category":"work",)"
+        R"("alias":"greeting",)"
+        R"("preview":"hello"})"
+        "\n]\n");
 }
 
 } // namespace

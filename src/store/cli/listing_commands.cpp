@@ -2,12 +2,17 @@
 #include "store/cli/listing_commands.h"
 
 #include "base/text_columns.h"
+#include "store/cli/category_lookup.h"
+#include "store/cli/command_line.h"
 #include "store/cli/entry_lookup.h"
 #include "store/cli/history_listing.h"
 #include "store/cli/store_access.h"
 
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vexil {
@@ -15,23 +20,59 @@ namespace vexil {
 namespace {
 
 struct ListOptions {
+    bool onlyFavorites = false;
+    std::optional<std::string> category;
+    std::string search;
+    std::optional<std::size_t> limit;
     bool asJson = false;
 };
+
+struct Listing {
+    std::vector<StoredEntry> entries;
+    std::vector<ClipboardCategory> categories;
+};
+
+Result<EntryQuery, CommandError> queryOf(StoreDatabase& database, const ListOptions& options) {
+    EntryQuery query{.search = options.search, .limit = options.limit.value_or(EntryQuery::kNoLimit)};
+    if (options.onlyFavorites || options.category)
+        query.scope = ClipboardScope::favorites;
+    if (options.category) {
+        const auto category = findCategory(database, *options.category);
+        if (!category)
+            return Failure{category.error()};
+        query.category = category.value().id;
+    }
+    return query;
+}
+
+Result<Listing, CommandError> readListing(StoreDatabase& database, const ListOptions& options) {
+    const auto query = queryOf(database, options);
+    if (!query)
+        return Failure{query.error()};
+    auto entries = database.lists().entries(*query);
+    if (!entries)
+        return Failure{CommandError(entries.error())};
+    auto categories = database.categories().list();
+    if (!categories)
+        return Failure{CommandError(categories.error())};
+    return Listing{std::move(entries).value(), std::move(categories).value()};
+}
 
 CommandResult list(const CommandContext& context, const ListOptions& options) {
     auto database = openStoreIfAny(context);
     if (!database)
         return Failure{database.error()};
-    std::vector<StoredEntry> history;
-    if (*database) {
-        auto read = (*database)->lists().entries({});
+    Listing listing;
+    if (auto& store = database.value()) {
+        auto read = readListing(*store, options);
         if (!read)
             return Failure{read.error()};
-        history = std::move(read).value();
+        listing = std::move(read).value();
     }
     if (options.asJson)
-        return commandResult(context.output.write(historyJson(history)));
-    return commandResult(context.output.write(historyTable(history).text(context.output.terminal())));
+        return commandResult(context.output.write(historyJson(listing.entries, listing.categories)));
+    const Table table = historyTable(listing.entries, listing.categories);
+    return commandResult(context.output.write(table.text(context.output.terminal())));
 }
 
 CommandResult show(const CommandContext& context, const std::string& typed) {
@@ -62,14 +103,25 @@ CommandResult show(const CommandContext& context, const std::string& typed) {
 
 void addListingCommands(CommandLine& commandLine) {
     auto options = std::make_shared<ListOptions>();
-    CLI::App& listing = commandLine.addCommand("list", "Print the history, pinned entries first",
+    CLI::App& listing = commandLine.addCommand("list", "Print the history, or the favorites",
                                                [options](CommandContext& context) { return list(context, *options); });
-    listing.add_flag("--json", options->asJson, "Print an array of objects instead of a table");
+    addFlag(listing, "--favorites", options->onlyFavorites, "Favorites, in the order of their categories");
+    addOption(listing, "--category", "NAME", options->category, "Favorites that are filed under this category");
+    addOption(listing, "--search", "TEXT", options->search, "Entries whose text or alias contains this, in any case");
+    addOption(listing, "--limit", "N", options->limit, "At most so many entries");
+    addFlag(listing, "--json", options->asJson, "Print an array of objects instead of a table");
+    addRemarks(listing, "Pinned entries (^) come first, then the latest copy; * marks a favorite.\n\n"
+                        "Examples:\n"
+                        "  vexil-store list --search invoice --limit 5\n"
+                        "  vexil-store list --favorites --json");
 
     auto id = std::make_shared<std::string>();
     CLI::App& showing = commandLine.addCommand("show", "Print the text or the image of one entry",
                                                [id](CommandContext& context) { return show(context, *id); });
-    showing.add_option("ID", *id, "The id of the entry, or enough of its beginning")->required()->option_text(" ");
+    addArgument(showing, "ID", *id, "The id of the entry, or enough of its beginning");
+    addRemarks(showing, "Examples:\n"
+                        "  vexil-store show 3F2A\n"
+                        "  vexil-store show 3F2A > picture.jpg");
 }
 
 } // namespace vexil

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "store/cli/command_line.h"
-
 namespace vexil {
+
+class CommandLine;
 
 // Every command that needs no more than the store's folder.
 void addStoreCommands(CommandLine& commandLine);

@@ -92,26 +92,26 @@ std::vector<std::size_t> Table::widths() const {
 
 std::vector<bool> Table::shownColumns(std::size_t columns) const {
     const std::vector<std::size_t> wanted = widths();
-    const std::size_t enough = std::min(wanted.back(), kEnoughForLast);
     std::vector<bool> shown(columns_.size());
     std::size_t before = 0;
     for (std::size_t i = 0; i < shown.size(); ++i) {
         shown[i] = wanted[i] > 0; // a column in which there is nothing takes no room
         before += shown[i] && i + 1 < shown.size() ? wanted[i] + kGap : 0;
     }
-    while (before + enough > columns) {
-        std::size_t victim = columns_.size();
-        int priority = 0;
+    // The one that asks for the most room goes first.
+    for (;;) {
+        std::size_t greediest = columns_.size();
         for (std::size_t i = 0; i + 1 < columns_.size(); ++i) {
-            if (shown[i] && columns_[i].leaveOut > priority) {
-                victim = i;
-                priority = columns_[i].leaveOut;
-            }
+            const bool isTooMuch = before + std::min(wanted.back(), columns_[i].roomForLast) > columns;
+            const bool asksMore =
+                greediest == columns_.size() || columns_[i].roomForLast > columns_[greediest].roomForLast;
+            if (shown[i] && columns_[i].roomForLast > 0 && isTooMuch && asksMore)
+                greediest = i;
         }
-        if (victim == columns_.size())
+        if (greediest == columns_.size())
             break;
-        shown[victim] = false;
-        before -= wanted[victim] + kGap;
+        shown[greediest] = false;
+        before -= wanted[greediest] + kGap;
     }
     return shown;
 }

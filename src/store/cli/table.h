@@ -31,12 +31,9 @@ public:
     struct Column {
         enum class Align { left, right };
         Align align = Align::left;
-        // Where a terminal is too narrow for the last column, columns are left out, those with the highest number
-        // first; never those with 0.
-        int leaveOut = 0;
+        // Left out where the last column would have less room than this on a terminal, unless it wants no more.
+        std::size_t roomForLast = 0;
     };
-    // A last column that has this much room, or all that it wants, is not too narrow.
-    static constexpr std::size_t kEnoughForLast = 36;
 
     explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 

@@ -9,7 +9,7 @@ namespace {
 using Align = Table::Column::Align;
 
 Table sample(std::string last = "the rest") {
-    Table table({{}, {.align = Align::right, .leaveOut = 2}, {.leaveOut = 1}, {}});
+    Table table({{}, {.align = Align::right, .roomForLast = 36}, {.roomForLast = 20}, {}});
     table.addRow({{"one"}, {"5 B"}, {"today"}, {std::move(last)}});
     table.addRow({{"seven"}, {"48.2 kB"}, {""}, {""}});
     return table;
@@ -36,7 +36,8 @@ TEST(TableTest, ANarrowTerminalCostsColumnsAndThenTheEndOfTheLine) {
     const std::string rest(100, 'x');
     EXPECT_EQ(onTerminal(sample(rest), 59), "one        5 B  today  " + std::string(35, 'x') + "…\nseven  48.2 kB\n");
     EXPECT_EQ(onTerminal(sample(rest), 58), "one    today  " + std::string(43, 'x') + "…\nseven\n");
-    EXPECT_EQ(onTerminal(sample(rest), 49), "one    " + std::string(41, 'x') + "…\nseven\n");
+    EXPECT_EQ(onTerminal(sample(rest), 34), "one    today  " + std::string(19, 'x') + "…\nseven\n");
+    EXPECT_EQ(onTerminal(sample(rest), 33), "one    " + std::string(25, 'x') + "…\nseven\n");
     EXPECT_EQ(onTerminal(sample(rest), 10), "one    xx…\nseven\n");
     EXPECT_EQ(onTerminal(sample(rest), 3), "on…\nse…\n");
     EXPECT_EQ(onTerminal(sample(rest), 1), "…\n…\n");
