@@ -4,8 +4,10 @@
 
 #include "base/bytes.h"
 #include "base/unique_function.h"
+#include "platform/promised_bytes.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +34,13 @@ struct PasteboardContents {
         Bytes bytes;
     };
     std::vector<Data> data;
+    // One more form, made of the first of `data` when somebody asks for it. Whoever else wants something of the
+    // pasteboard waits meanwhile, but not the main queue.
+    struct Promise {
+        std::string type;
+        std::shared_ptr<PromisedBytes> bytes;
+    };
+    std::optional<Promise> promise = std::nullopt;
 };
 
 // Main queue only; completions come on it. Reads are asynchronous because the content lives in another program, which

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
+
 namespace vexil {
 
 namespace {
@@ -141,6 +144,38 @@ TEST_P(PasteboardContract, WhatIsWrittenCanBeReadBackByOursAndByTheirs) {
                     Optional(UnorderedElementsAre(pasteboard_type::kString, pasteboard_type::kPng)));
         EXPECT_THAT(session->string(*reader), Optional(std::string("a caption")));
         EXPECT_THAT(session->data(*reader, pasteboard_type::kPng), Optional(copyOf(bytesOf("png bytes"))));
+    }
+}
+
+TEST_P(PasteboardContract, AFormThatIsPromisedIsMadeWhenItIsAskedForAndOnlyOnce) {
+    std::atomic<int> made = 0;
+    PasteboardContents contents = data(pasteboard_type::kJpeg, "jpeg bytes");
+    contents.promise = {.type = pasteboard_type::kPng,
+                        .bytes = std::make_shared<PromisedBytes>([&made](ByteView source) {
+                            ++made;
+                            return copyOf(bytesOf("png of " + std::string(textOf(source))));
+                        })};
+    written(ours(), std::move(contents));
+    for (Pasteboard* reader : {&ours(), &theirs()}) {
+        EXPECT_THAT(
+            session->types(*reader),
+            Optional(UnorderedElementsAre(pasteboard_type::kJpeg, pasteboard_type::kAnyImage, pasteboard_type::kPng)));
+        EXPECT_THAT(session->data(*reader, pasteboard_type::kJpeg), Optional(copyOf(bytesOf("jpeg bytes"))));
+    }
+    EXPECT_EQ(made, 0);
+    for (Pasteboard* reader : {&theirs(), &ours(), &theirs()})
+        EXPECT_THAT(session->data(*reader, pasteboard_type::kPng), Optional(copyOf(bytesOf("png of jpeg bytes"))));
+    EXPECT_EQ(made, 1);
+}
+
+TEST_P(PasteboardContract, APromiseThatCannotBeKeptIsNone) {
+    PasteboardContents contents = data(pasteboard_type::kJpeg, "jpeg bytes");
+    contents.promise = {.type = pasteboard_type::kPng,
+                        .bytes = std::make_shared<PromisedBytes>([](ByteView) { return std::nullopt; })};
+    written(ours(), std::move(contents));
+    for (Pasteboard* reader : {&theirs(), &ours()}) {
+        EXPECT_EQ(session->data(*reader, pasteboard_type::kPng), std::nullopt);
+        EXPECT_THAT(session->data(*reader, pasteboard_type::kJpeg), Optional(copyOf(bytesOf("jpeg bytes"))));
     }
 }
 

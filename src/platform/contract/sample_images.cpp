@@ -242,7 +242,7 @@ Decoded::Decoded(ByteView image) {
 Color Decoded::at(int x, int y) const {
     const std::uint8_t* pixel =
         pixels_.data() + static_cast<std::size_t>(y) * stride_ + static_cast<std::size_t>(x * channels);
-    return {pixel[0], pixel[1], pixel[2]};
+    return {pixel[0], pixel[1], pixel[2], channels == 4 ? pixel[3] : 255};
 }
 
 } // namespace vexil::sample

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -107,6 +108,27 @@ TEST_F(X11PasteboardWritingTest, ServesSeveralTargetsInOneRequest) {
     EXPECT_EQ(peer.takeProperty("P1").bytes, copyOf(bytesOf("text")));
     EXPECT_EQ(peer.takeProperty("P3").bytes, copyOf(bytesOf("png")));
     EXPECT_EQ(peer.takeProperty("P2").type, xcb_atom_t{XCB_NONE});
+}
+
+TEST_F(X11PasteboardWritingTest, ListsWhatIsPromisedWithoutMakingItAndSendsItInPieces) {
+    const std::string png = noise(5'000'000);
+    std::atomic<int> made = 0;
+    PasteboardContents contents;
+    contents.data.push_back({.type = pasteboard_type::kJpeg, .bytes = copyOf(bytesOf("jpeg"))});
+    contents.promise = {.type = pasteboard_type::kPng, .bytes = std::make_shared<PromisedBytes>([&](ByteView) {
+                                                           ++made;
+                                                           return copyOf(bytesOf(png));
+                                                       })};
+    write(std::move(contents));
+    EXPECT_EQ(ChildProcess({"xclip", "-o", "-selection", "clipboard", "-t", "TARGETS"}, "", file("a")).wait(), 0);
+    EXPECT_THAT(contentOf(file("a")), testing::HasSubstr("image/jpeg\nimage/png\n"));
+    EXPECT_EQ(made, 0);
+    for (const char* name : {"b", "c"}) {
+        EXPECT_EQ(ChildProcess({"xclip", "-o", "-selection", "clipboard", "-t", "image/png"}, "", file(name)).wait(),
+                  0);
+        EXPECT_TRUE(contentOf(file(name)) == png);
+    }
+    EXPECT_EQ(made, 1);
 }
 
 TEST_F(X11PasteboardWritingTest, ARequestForSeveralTargetsWithoutAListIsRefused) {

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/pixbuf_image_codec.h"
 
+#include "platform/linux/image_file_checks.h"
 #include "platform/linux/jpeg_writer.h"
 #include "platform/linux/pixbuf_loading.h"
 #include "platform/linux/png_rows.h"
+#include "platform/linux/png_writer.h"
+#include "platform/pasteboard.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <string_view>
 
 namespace vexil {
 
@@ -76,6 +80,31 @@ std::optional<Bytes> jpegOf(const GdkPixbuf* image, int quality) {
     return jpeg.finish();
 }
 
+std::optional<Bytes> pngOf(PngRows& png) {
+    if (!png.startRows())
+        return std::nullopt;
+    PngWriter writer;
+    if (!writer.start(png.width(), png.height(), png.hasAlpha() ? PngWriter::Pixels::rgba : PngWriter::Pixels::rgb))
+        return std::nullopt;
+    Bytes row(png.bytesPerRow());
+    for (std::uint32_t y = 0; y < png.height(); ++y) {
+        if (!png.readRows(row.data(), 1) || !writer.writeRows(row.data(), row.size(), 1))
+            return std::nullopt;
+    }
+    return png.finish() ? writer.finish() : std::nullopt;
+}
+
+std::optional<Bytes> pngOf(const GdkPixbuf* image) {
+    const auto width = static_cast<std::uint32_t>(gdk_pixbuf_get_width(image));
+    const auto height = static_cast<std::uint32_t>(gdk_pixbuf_get_height(image));
+    const auto stride = static_cast<std::size_t>(gdk_pixbuf_get_rowstride(image));
+    const bool hasAlpha = gdk_pixbuf_get_has_alpha(image) != FALSE;
+    PngWriter writer;
+    if (!writer.start(width, height, hasAlpha ? PngWriter::Pixels::rgba : PngWriter::Pixels::rgb))
+        return std::nullopt;
+    return writer.writeRows(gdk_pixbuf_read_pixels(image), stride, height) ? writer.finish() : std::nullopt;
+}
+
 } // namespace
 
 std::optional<Bytes> PixbufImageCodec::toJpeg(ByteView image, double quality) {
@@ -86,6 +115,27 @@ std::optional<Bytes> PixbufImageCodec::toJpeg(ByteView image, double quality) {
     }
     const PixbufPointer pixbuf = loadPixbuf(image, isTooLarge);
     return pixbuf ? jpegOf(pixbuf.get(), percent) : std::nullopt;
+}
+
+std::optional<Bytes> PixbufImageCodec::toPng(ByteView image) {
+    if (PngRows png(image); png.open())
+        return isTooLarge(png.width(), png.height()) ? std::nullopt : pngOf(png);
+    const PixbufPointer pixbuf = loadPixbuf(image, isTooLarge);
+    return pixbuf ? pngOf(pixbuf.get()) : std::nullopt;
+}
+
+std::optional<std::string> PixbufImageCodec::typeOf(ByteView image) {
+    if (PngRows png(image); png.open())
+        return isTooLarge(png.width(), png.height()) ? std::nullopt : std::optional<std::string>(pasteboard_type::kPng);
+    const char* const format = readableFormat(image);
+    if (format == nullptr)
+        return std::nullopt;
+    if (std::string_view(format) == "tiff")
+        return pasteboard_type::kTiff;
+    if (std::string_view(format) != "jpeg")
+        return pasteboard_type::kAnyImage;
+    const bool isRefused = image_file::outlineOfJpeg(image).pixels > kMaxPixels;
+    return isRefused ? std::nullopt : std::optional<std::string>(pasteboard_type::kJpeg);
 }
 
 } // namespace vexil

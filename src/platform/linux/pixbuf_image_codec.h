@@ -11,6 +11,8 @@ namespace vexil {
 class PixbufImageCodec final : public ImageCodec {
 public:
     [[nodiscard]] std::optional<Bytes> toJpeg(ByteView image, double quality) override;
+    [[nodiscard]] std::optional<Bytes> toPng(ByteView image) override;
+    [[nodiscard]] std::optional<std::string> typeOf(ByteView image) override;
 };
 
 } // namespace vexil

@@ -76,9 +76,14 @@ bool feed(GdkPixbufLoader* loader, ByteView image, const SizeCheck& check) {
 
 } // namespace
 
-PixbufPointer loadPixbuf(ByteView image, bool (*isTooLarge)(std::uint64_t width, std::uint64_t height)) {
+const char* readableFormat(ByteView image) {
     const char* format = formatOf(image);
-    if (format == nullptr || !isWorthDecoding(image, format))
+    return format != nullptr && isWorthDecoding(image, format) ? format : nullptr;
+}
+
+PixbufPointer loadPixbuf(ByteView image, bool (*isTooLarge)(std::uint64_t width, std::uint64_t height)) {
+    const char* format = readableFormat(image);
+    if (format == nullptr)
         return nullptr;
     if (const auto size = image_file::webpSize(image); size && isTooLarge(size->width, size->height))
         return nullptr;

@@ -21,4 +21,7 @@ using PixbufPointer = std::unique_ptr<GdkPixbuf, UnrefObject>;
 // error.
 [[nodiscard]] PixbufPointer loadPixbuf(ByteView image, bool (*isTooLarge)(std::uint64_t width, std::uint64_t height));
 
+// The name of the format, of those above; null where loadPixbuf would refuse the file unread, but for its size.
+[[nodiscard]] const char* readableFormat(ByteView image);
+
 } // namespace vexil

@@ -27,6 +27,8 @@ std::vector<std::string> typesOf(const PasteboardContents& contents) {
         if (part.type == pasteboard_type::kJpeg)
             add(pasteboard_type::kAnyImage);
     }
+    if (contents.promise)
+        add(contents.promise->type.c_str());
     return types;
 }
 
@@ -35,7 +37,11 @@ std::optional<Bytes> dataOf(const PasteboardContents& contents, const std::strin
         return candidate.type == type ||
                (type == pasteboard_type::kAnyImage && candidate.type == pasteboard_type::kJpeg);
     });
-    return part == contents.data.end() ? std::nullopt : std::optional(part->bytes);
+    if (part != contents.data.end())
+        return part->bytes;
+    if (contents.promise && contents.promise->type == type)
+        return contents.promise->bytes->madeFrom(contents.data.front().bytes);
+    return std::nullopt;
 }
 
 } // namespace

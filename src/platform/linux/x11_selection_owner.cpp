@@ -138,6 +138,8 @@ bool X11SelectionOwner::serve(xcb_window_t requestor, xcb_atom_t target, xcb_ato
 }
 
 std::optional<X11Payload> X11SelectionOwner::payloadOf(xcb_atom_t target) const {
+    if (target == XCB_NONE)
+        return std::nullopt;
     const X11Atoms& atoms = connection_.atoms();
     const auto textTargets = x11_targets::ofText(atoms);
     if (std::find(textTargets.begin(), textTargets.end(), target) != textTargets.end()) {
@@ -152,23 +154,37 @@ std::optional<X11Payload> X11SelectionOwner::payloadOf(xcb_atom_t target) const 
         return X11Payload{kept, bytesOf(*kept), target};
     }
     for (const auto& part : contents_->data) {
-        const auto names = x11_targets::ofData(part.type, atoms);
-        if (!names.empty() && names.front() == target)
+        if (targetOf(part.type) == target)
             return X11Payload{contents_, part.bytes, target};
     }
+    if (contents_->promise && targetOf(contents_->promise->type) == target) {
+        const auto& made = contents_->promise->bytes->madeFrom(contents_->data.front().bytes);
+        if (made)
+            return X11Payload{contents_, *made, target};
+    }
     return std::nullopt;
+}
+
+// The one target under which we offer a type other than text.
+xcb_atom_t X11SelectionOwner::targetOf(const std::string& type) const {
+    const auto names = x11_targets::ofData(type, connection_.atoms());
+    return names.empty() ? xcb_atom_t{XCB_NONE} : names.front();
 }
 
 std::vector<xcb_atom_t> X11SelectionOwner::targets() const {
     const X11Atoms& atoms = connection_.atoms();
     std::vector<xcb_atom_t> offered = {atoms.targets, atoms.timestamp, atoms.multiple};
-    std::vector<xcb_atom_t> candidates = x11_targets::ofText(atoms);
-    for (const auto& part : contents_->data) {
-        const auto names = x11_targets::ofData(part.type, atoms);
-        candidates.insert(candidates.end(), names.begin(), names.begin() + (names.empty() ? 0 : 1));
-    }
-    std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(offered),
+    const std::vector<xcb_atom_t> ofText = x11_targets::ofText(atoms);
+    std::copy_if(ofText.begin(), ofText.end(), std::back_inserter(offered),
                  [this](xcb_atom_t target) { return payloadOf(target).has_value(); });
+    const auto offer = [this, &offered](const std::string& type) {
+        if (const xcb_atom_t target = targetOf(type); target != XCB_NONE)
+            offered.push_back(target);
+    };
+    for (const auto& part : contents_->data)
+        offer(part.type);
+    if (contents_->promise)
+        offer(contents_->promise->type); // whether it can be kept shows when it is asked for
     return offered;
 }
 

@@ -12,6 +12,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace vexil {
@@ -53,6 +54,7 @@ private:
     void onPairs(const xcb_selection_request_event_t& event, const xcb_get_property_reply_t* reply);
     [[nodiscard]] bool serve(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property);
     [[nodiscard]] std::optional<X11Payload> payloadOf(xcb_atom_t target) const;
+    [[nodiscard]] xcb_atom_t targetOf(const std::string& type) const;
     [[nodiscard]] std::vector<xcb_atom_t> targets() const;
     void answer(const xcb_selection_request_event_t& event, bool isServed);
 

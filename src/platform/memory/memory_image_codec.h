@@ -6,6 +6,7 @@
 #include "platform/image_codec.h"
 
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,31 @@ public:
         return answer_;
     }
 
+    [[nodiscard]] std::optional<Bytes> toPng(ByteView image) override {
+        const std::lock_guard lock(mutex_);
+        pngCalls_.push_back(copyOf(image));
+        return pngAnswer_;
+    }
+
+    [[nodiscard]] std::optional<std::string> typeOf(ByteView) override {
+        const std::lock_guard lock(mutex_);
+        return type_;
+    }
+
+    // What toPng and typeOf answer from now on. None at first.
+    void answerPngWith(std::optional<Bytes> answer) {
+        const std::lock_guard lock(mutex_);
+        pngAnswer_ = std::move(answer);
+    }
+    void answerTypeWith(std::optional<std::string> type) {
+        const std::lock_guard lock(mutex_);
+        type_ = std::move(type);
+    }
+    [[nodiscard]] std::vector<Bytes> pngCalls() const {
+        const std::lock_guard lock(mutex_);
+        return pngCalls_;
+    }
+
     // What toJpeg answers from now on: bytes, or none as for an image that cannot be read. None at first.
     void answerWith(std::optional<Bytes> answer) {
         const std::lock_guard lock(mutex_);
@@ -40,6 +66,9 @@ private:
     mutable std::mutex mutex_;
     std::optional<Bytes> answer_;
     std::vector<Call> calls_;
+    std::optional<Bytes> pngAnswer_;
+    std::optional<std::string> type_;
+    std::vector<Bytes> pngCalls_;
 };
 
 } // namespace vexil

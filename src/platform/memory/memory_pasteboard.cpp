@@ -122,6 +122,8 @@ std::optional<std::vector<std::string>> MemoryPasteboard::typesNow() const {
         if (isOtherImage(part.type))
             add(pasteboard_type::kAnyImage);
     }
+    if (contents_.promise)
+        add(contents_.promise->type);
     return found;
 }
 
@@ -131,7 +133,11 @@ std::optional<Bytes> MemoryPasteboard::dataNow(const std::string& type) const {
     const auto part = std::find_if(contents_.data.begin(), contents_.data.end(), [&type](const auto& candidate) {
         return candidate.type == type || (type == pasteboard_type::kAnyImage && isOtherImage(candidate.type));
     });
-    return part == contents_.data.end() ? std::nullopt : std::optional(part->bytes);
+    if (part != contents_.data.end())
+        return part->bytes;
+    if (contents_.promise && contents_.promise->type == type)
+        return contents_.promise->bytes->madeFrom(contents_.data.front().bytes);
+    return std::nullopt;
 }
 
 } // namespace vexil
