@@ -50,6 +50,8 @@ public:
     [[nodiscard]] std::optional<std::uint16_t> port() const { return port_; } // none until the listener is ready
     [[nodiscard]] const std::string& nonce() const { return nonce_; }         // what the next hello must carry
     [[nodiscard]] bool isConnected() const { return isConnected_; }
+    // Whether what is sent now goes out: an authenticated link is there, and not just closing.
+    [[nodiscard]] bool isLinkUp() const { return link_ && isAuthenticated_ && !link_->isClosed(); }
     // The last one received; null before the first and after the link has gone. May be kept.
     [[nodiscard]] const std::shared_ptr<const ClipboardStoreSnapshot>& snapshot() const { return snapshot_; }
     [[nodiscard]] bool isSnapshotStale() const { return isSnapshotStale_; }
@@ -81,7 +83,6 @@ public:
 
 private:
     [[nodiscard]] std::string makeNonce();
-    [[nodiscard]] bool isLinkUp() const { return link_ && isAuthenticated_ && !link_->isClosed(); }
 
     void listenerFailed();
     void accept(std::unique_ptr<TcpStream> stream);
