@@ -30,6 +30,7 @@ LONGER_WITH_REASON: dict[str, str] = {
     "src/link/clipboard_records.h": "a list of plain records, read like a table",
     "src/base/json_fields.h": "templates: readers and writers of one kind of value stand side by side",
     "src/link/clipboard_link_connection_test.cpp": "independent cases of one class, found by their names",
+    "src/panel/clipboard_edit_session_test.cpp": "every way into and out of every state, side by side",
     "src/link/clipboard_link_server_test.cpp": "independent cases of one class, found by their names",
     "src/platform/contract/notifications_contract_test.cpp": "independent cases of one port, found by their names",
     "src/platform/contract/loopback_tcp_contract_test.cpp": "independent cases of one port, found by their names",
