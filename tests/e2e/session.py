@@ -71,7 +71,7 @@ def tool(name):
 class Process:
     """A child process with its output in files, so that a pipe that nobody reads never blocks it."""
 
-    def __init__(self, name, command, environment, folder, pass_fds=()):
+    def __init__(self, name, command, environment, folder, pass_fds=(), stdin=subprocess.DEVNULL):
         self.name = name
         self.command = [str(word) for word in command]
         self.is_ours = False  # ours are held to a silent standard error
@@ -80,8 +80,8 @@ class Process:
         self._stdout, self._stderr = folder / f"{name}.out", folder / f"{name}.err"
         with open(self._stdout, "wb") as out, open(self._stderr, "wb") as err:
             self._child = subprocess.Popen(
-                self.command, env=environment, stdin=subprocess.DEVNULL, stdout=out, stderr=err, cwd=folder,
-                pass_fds=pass_fds, preexec_fn=lambda: _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL))
+                self.command, env=environment, stdin=stdin, stdout=out, stderr=err, cwd=folder, pass_fds=pass_fds,
+                preexec_fn=lambda: _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL))
         self.pid = self._child.pid
 
     @property
@@ -91,6 +91,11 @@ class Process:
     @property
     def exit_status(self):
         return self._child.poll()
+
+    def write(self, data):
+        """To its standard input, where that is a pipe."""
+        self._child.stdin.write(data)
+        self._child.stdin.flush()
 
     def stdout(self):
         return self._stdout.read_text(errors="replace")
@@ -188,10 +193,10 @@ class Session:
         folder.mkdir(mode=0o700)
         return folder
 
-    def start(self, name, *command, environment=None, pass_fds=()):
+    def start(self, name, *command, environment=None, **options):
         number = sum(process.name.partition("#")[0] == name for process in self.processes)
         process = Process(f"{name}#{number + 1}" if number else name, command,
-                          self.environment if environment is None else environment, self.root, pass_fds)
+                          self.environment if environment is None else environment, self.root, **options)
         self.processes.append(process)
         return process
 
