@@ -23,9 +23,9 @@ template <class F> auto ClipboardEditSession::inThisSession(F reply) {
 }
 
 void ClipboardEditSession::begin(const ClipboardRowSummary& row) {
-    const ClipboardRowSummary kept = row; // it may be the one that is being edited
+    std::optional<ClipboardRowSummary> next = row; // it may be the one that is being edited
     end();
-    row_ = kept;
+    row_ = std::move(next);
     if (isImage()) {
         enter(Ready{}, {PanelField::editingRow});
         return;

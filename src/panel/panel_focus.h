@@ -11,9 +11,9 @@ namespace vexil {
 // category bar.
 class PanelFocus {
 public:
-    static PanelFocus row(const Uuid& id) { return PanelFocus(Place::row, id); }
-    static PanelFocus search() { return PanelFocus(Place::search, {}); }
-    static PanelFocus categories() { return PanelFocus(Place::categories, {}); }
+    static PanelFocus row(const Uuid& id) { return {Place::row, id}; }
+    static PanelFocus search() { return {Place::search, {}}; }
+    static PanelFocus categories() { return {Place::categories, {}}; }
 
     [[nodiscard]] std::optional<Uuid> rowID() const {
         return place_ == Place::row ? std::optional(rowID_) : std::nullopt;
