@@ -112,9 +112,8 @@ class Tour:
     def copy_text_again(self):
         picture, text = (first_word(line) for line in self.lines_if(2))
         self.session.copy(TEXT)
-        lines = self.wait(lambda: [line for line in self.lines_if(2) or [] if line.startswith(text)], 10, "the text")
         self.wait(lambda: first_word(self.lines_if(2)[0]) == text, 10, "the text at the top")
-        return f"no third entry: {text} is above {picture} now, as\n{' '.join(lines[0].split())}"
+        return f"no third entry: {text} is above {picture} now, as\n{self.listed(2)}"
 
     def make_favorite(self):
         text = first_word(self.lines_if(2)[0])

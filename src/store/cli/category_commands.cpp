@@ -12,10 +12,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <tuple>
+#include <unordered_map>
 #include <vector>
 
 namespace vexil {
@@ -42,7 +42,7 @@ Result<std::vector<ListedCategory>, StoreError> readCategories(StoreDatabase& da
     const auto favorites = database.lists().entries({.scope = ClipboardScope::favorites});
     if (!favorites)
         return Failure{favorites.error()};
-    std::map<Uuid, std::int64_t> counts;
+    std::unordered_map<Uuid, std::int64_t> counts;
     for (const StoredEntry& favorite : *favorites) {
         if (favorite.row.categoryID)
             ++counts[*favorite.row.categoryID];

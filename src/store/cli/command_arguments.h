@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace CLI {
+namespace CLI { // NOLINT(readability-identifier-naming): the library has named it
 class App;
 }
 

@@ -44,6 +44,12 @@ public:
     }
 };
 
+CLI::App& configure(CLI::App& command) {
+    command.formatter(std::make_shared<HelpFormatter>());
+    command.set_help_flag("-h,--help", "Print this and end");
+    return command;
+}
+
 std::string withoutBlankEnd(std::string help) {
     help.erase(help.find_last_not_of('\n') + 1);
     return help + "\n";
@@ -73,12 +79,6 @@ CommandLine::CommandLine(const std::string& version)
 }
 
 CommandLine::~CommandLine() = default;
-
-CLI::App& CommandLine::configure(CLI::App& command) const {
-    command.formatter(std::make_shared<HelpFormatter>());
-    command.set_help_flag("-h,--help", "Print this and end");
-    return command;
-}
 
 CLI::App& CommandLine::addCommand(CLI::App& group, const std::string& name, const std::string& description,
                                   Action action) {

@@ -51,8 +51,6 @@ public:
     static int finish(const CommandResult& result, const OutputStream& messages);
 
 private:
-    CLI::App& configure(CLI::App& command) const;
-
     std::unique_ptr<CLI::App> app_;
     std::string section_ = "Commands";
     std::map<const CLI::App*, Action> actions_;
