@@ -68,7 +68,7 @@ TEST_F(ClipboardPanelModelTest, AnotherTabIsKeptForTheNextRunAndMovesTheFocusToT
     EXPECT_FALSE(model->showFavorites());
     EXPECT_EQ(model->focus(), PanelFocus::search());
     EXPECT_THAT(visible(), ElementsAre("h1", "h2", "h3"));
-    EXPECT_THAT(MemoryUserDefaults(defaultsFile).boolean("clipboardPanel.showsFavorites"), Optional(false));
+    EXPECT_THAT(MemoryUserDefaults(queue, defaultsFile).boolean("clipboardPanel.showsFavorites"), Optional(false));
 }
 
 TEST_F(ClipboardPanelModelTest, TheSameTabAgainWritesNothingAndKeepsTheFocus) {

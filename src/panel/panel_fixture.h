@@ -116,7 +116,7 @@ protected:
     MemoryPasteboard pasteboard{queue};
     MemorySerialQueue worker{queue};
     std::shared_ptr<MemoryDefaultsFile> defaultsFile = std::make_shared<MemoryDefaultsFile>();
-    MemoryUserDefaults defaults{defaultsFile};
+    MemoryUserDefaults defaults{queue, defaultsFile};
     ClipboardLinkServer server{queue, network, random};
     ClipboardWatcher watcher{queue, pasteboard, worker, codec, server};
     std::unique_ptr<ClipboardPanelModel> model;

@@ -258,7 +258,7 @@ int drive() {
     X11Pasteboard pasteboard(mainQueue, environment("DISPLAY"));
     ThreadSerialQueue processing("clipboard");
     ThreadSerialQueue worker("panel");
-    KeyFileUserDefaults defaults(environment("XDG_CONFIG_HOME") + "/VexilShortcut/defaults.ini");
+    KeyFileUserDefaults defaults(mainQueue, environment("XDG_CONFIG_HOME") + "/VexilShortcut/defaults.ini");
 
     ClipboardLinkServer server(mainQueue, network, random);
     HeartbeatBroadcaster heartbeat(mainQueue, notifications);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/contract/waiting_main_queue.h"
 #include "platform/linux/key_file_user_defaults.h"
 #include "platform/memory/memory_user_defaults.h"
 
@@ -47,11 +48,23 @@ public:
     virtual ~Home() = default;
     [[nodiscard]] virtual std::unique_ptr<UserDefaults> run() = 0;
     virtual void setWritable(bool writable) = 0;
+
+    // Whether the value became durable.
+    bool set(UserDefaults& defaults, const std::string& key, bool value) {
+        std::optional<bool> told;
+        defaults.setBoolean(key, value, [&told](bool isDurable) { told = isDurable; });
+        EXPECT_EQ(told, std::nullopt) << "told from within the call";
+        EXPECT_TRUE(queue_.runUntil([&told] { return told.has_value(); }));
+        return told.value_or(false);
+    }
+
+protected:
+    WaitingMainQueue queue_;
 };
 
 class MemoryHome final : public Home {
 public:
-    std::unique_ptr<UserDefaults> run() override { return std::make_unique<MemoryUserDefaults>(file_); }
+    std::unique_ptr<UserDefaults> run() override { return std::make_unique<MemoryUserDefaults>(queue_, file_); }
     void setWritable(bool writable) override { file_->isWritable = writable; }
 
 private:
@@ -65,7 +78,7 @@ public:
     KeyFileHome& operator=(const KeyFileHome&) = delete;
     ~KeyFileHome() override { setWritable(true); }
     std::unique_ptr<UserDefaults> run() override {
-        return std::make_unique<KeyFileUserDefaults>(folder_.path() / "VexilShortcut" / "defaults.ini");
+        return std::make_unique<KeyFileUserDefaults>(queue_, folder_.path() / "VexilShortcut" / "defaults.ini");
     }
     // A limit of nothing on the size of files is a full disk to a program that writes, even to root.
     void setWritable(bool writable) override {
@@ -93,26 +106,26 @@ TYPED_TEST(UserDefaultsContract, KnowsNothingAtFirst) {
 }
 
 TYPED_TEST(UserDefaultsContract, RemembersOverRuns) {
-    EXPECT_TRUE(this->home.run()->setBoolean(kKey, true));
+    EXPECT_TRUE(this->home.set(*this->home.run(), kKey, true));
     EXPECT_THAT(this->home.run()->boolean(kKey), Optional(true));
-    EXPECT_TRUE(this->home.run()->setBoolean(kKey, false));
+    EXPECT_TRUE(this->home.set(*this->home.run(), kKey, false));
     EXPECT_THAT(this->home.run()->boolean(kKey), Optional(false));
     EXPECT_EQ(this->home.run()->boolean("clipboardPanel.other"), std::nullopt);
 }
 
 TYPED_TEST(UserDefaultsContract, KeepsOneKeyWhenAnotherIsSet) {
     const auto defaults = this->home.run();
-    EXPECT_TRUE(defaults->setBoolean("a", true));
-    EXPECT_TRUE(defaults->setBoolean("b", false));
+    EXPECT_TRUE(this->home.set(*defaults, "a", true));
+    EXPECT_TRUE(this->home.set(*defaults, "b", false));
     EXPECT_THAT(this->home.run()->boolean("a"), Optional(true));
     EXPECT_THAT(this->home.run()->boolean("b"), Optional(false));
 }
 
 TYPED_TEST(UserDefaultsContract, AValueThatCannotBeWrittenHoldsForThisRunOnly) {
     const auto defaults = this->home.run();
-    ASSERT_TRUE(defaults->setBoolean(kKey, true));
+    ASSERT_TRUE(this->home.set(*defaults, kKey, true));
     this->home.setWritable(false);
-    EXPECT_FALSE(defaults->setBoolean(kKey, false));
+    EXPECT_FALSE(this->home.set(*defaults, kKey, false));
     EXPECT_THAT(defaults->boolean(kKey), Optional(false));
     this->home.setWritable(true);
     EXPECT_THAT(this->home.run()->boolean(kKey), Optional(true));
@@ -121,14 +134,28 @@ TYPED_TEST(UserDefaultsContract, AValueThatCannotBeWrittenHoldsForThisRunOnly) {
 TYPED_TEST(UserDefaultsContract, WritesAgainOnceItCan) {
     const auto defaults = this->home.run();
     this->home.setWritable(false);
-    EXPECT_FALSE(defaults->setBoolean("a", true));
+    EXPECT_FALSE(this->home.set(*defaults, "a", true));
     this->home.setWritable(true);
-    EXPECT_TRUE(defaults->setBoolean("b", true));
+    EXPECT_TRUE(this->home.set(*defaults, "b", true));
     EXPECT_THAT(this->home.run()->boolean("a"), Optional(true));
 }
 
 class KeyFileUserDefaultsTest : public testing::Test {
 protected:
+    [[nodiscard]] std::optional<bool> read(const fs::path& from) {
+        return KeyFileUserDefaults(queue, from).boolean(kKey);
+    }
+    // Whether it became durable.
+    bool set(KeyFileUserDefaults& defaults, bool value) {
+        std::optional<bool> told;
+        defaults.setBoolean(kKey, value, [&told](bool isDurable) { told = isDurable; });
+        EXPECT_TRUE(queue.runUntil([&told] { return told.has_value(); }));
+        return told.value_or(false);
+    }
+    bool setInARun(bool value) {
+        KeyFileUserDefaults defaults(queue, file);
+        return set(defaults, value);
+    }
     void write(std::string_view text) {
         fs::create_directories(file.parent_path());
         std::ofstream(file) << text;
@@ -143,56 +170,57 @@ protected:
         return status.st_mode & 0777U;
     }
 
+    WaitingMainQueue queue;
     TemporaryFolder folder;
     fs::path file = folder.path() / "config" / "VexilShortcut" / "defaults.ini";
 };
 
 TEST_F(KeyFileUserDefaultsTest, MakesItsFoldersForTheOwnerAlone) {
-    KeyFileUserDefaults defaults(file);
+    KeyFileUserDefaults defaults(queue, file);
     EXPECT_FALSE(fs::exists(file.parent_path()));
-    ASSERT_TRUE(defaults.setBoolean(kKey, true));
+    ASSERT_TRUE(set(defaults, true));
     EXPECT_EQ(modeOf(file.parent_path()), 0700U);
     EXPECT_EQ(modeOf(file.parent_path().parent_path()), 0700U);
     EXPECT_EQ(modeOf(file), 0600U);
 }
 
 TEST_F(KeyFileUserDefaultsTest, WritesAGroupThatAPersonCanEdit) {
-    ASSERT_TRUE(KeyFileUserDefaults(file).setBoolean(kKey, true));
+    ASSERT_TRUE(setInARun(true));
     EXPECT_EQ(text(), "[defaults]\nclipboardPanel.showsFavorites=true\n");
 }
 
 TEST_F(KeyFileUserDefaultsTest, KeepsWhatElseIsInTheFile) {
     write("# mine\n\n[other]\nkey=value\n\n[defaults]\nunknown=7\n");
-    ASSERT_TRUE(KeyFileUserDefaults(file).setBoolean(kKey, false));
+    ASSERT_TRUE(setInARun(false));
     EXPECT_EQ(text(), "# mine\n\n[other]\nkey=value\n\n[defaults]\nunknown=7\nclipboardPanel.showsFavorites=false\n");
 }
 
 TEST_F(KeyFileUserDefaultsTest, AValueThatIsNoBoolIsNone) {
     write("[defaults]\nclipboardPanel.showsFavorites=perhaps\n");
-    EXPECT_EQ(KeyFileUserDefaults(file).boolean(kKey), std::nullopt);
+    EXPECT_EQ(read(file), std::nullopt);
 }
 
 TEST_F(KeyFileUserDefaultsTest, ABrokenFileCountsAsAbsentAndStaysUntilTheNextWrite) {
     const std::string broken = "[defaults]\nclipboardPanel.showsFavorites=true\n\xff\xfe garbage";
     write(broken);
-    KeyFileUserDefaults defaults(file);
+    KeyFileUserDefaults defaults(queue, file);
     EXPECT_EQ(defaults.boolean(kKey), std::nullopt);
     EXPECT_EQ(text(), broken);
-    ASSERT_TRUE(defaults.setBoolean(kKey, false));
-    EXPECT_THAT(KeyFileUserDefaults(file).boolean(kKey), Optional(false));
+    ASSERT_TRUE(set(defaults, false));
+    EXPECT_THAT(read(file), Optional(false));
 }
 
 TEST_F(KeyFileUserDefaultsTest, NeverWaitsForAPipe) {
     fs::create_directories(file.parent_path());
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
-    EXPECT_EQ(KeyFileUserDefaults(file).boolean(kKey), std::nullopt);
+    EXPECT_EQ(read(file), std::nullopt);
 }
 
 TEST_F(KeyFileUserDefaultsTest, AFileInPlaceOfTheFolderRefusesTheWrite) {
     fs::create_directories(file.parent_path().parent_path());
     std::ofstream(file.parent_path()) << "in the way";
-    KeyFileUserDefaults defaults(file);
-    EXPECT_FALSE(defaults.setBoolean(kKey, true));
+    KeyFileUserDefaults defaults(queue, file);
+    EXPECT_FALSE(set(defaults, true));
     EXPECT_THAT(defaults.boolean(kKey), Optional(true));
     EXPECT_TRUE(fs::is_regular_file(file.parent_path()));
 }
@@ -200,13 +228,41 @@ TEST_F(KeyFileUserDefaultsTest, AFileInPlaceOfTheFolderRefusesTheWrite) {
 TEST_F(KeyFileUserDefaultsTest, AFailedWriteLeavesNothingBehind) {
     KeyFileHome disk;
     write("[defaults]\nclipboardPanel.showsFavorites=true\n");
-    KeyFileUserDefaults defaults(file);
+    KeyFileUserDefaults defaults(queue, file);
     disk.setWritable(false);
-    const bool isWritten = defaults.setBoolean(kKey, false);
+    const bool isWritten = set(defaults, false);
     disk.setWritable(true);
     EXPECT_FALSE(isWritten);
     EXPECT_EQ(text(), "[defaults]\nclipboardPanel.showsFavorites=true\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);
+}
+
+TEST_F(KeyFileUserDefaultsTest, TheEndWaitsForWhatIsStillToBeWritten) {
+    {
+        KeyFileUserDefaults defaults(queue, file);
+        for (int i = 0; i < 9; ++i)
+            defaults.setBoolean(kKey, i % 2 == 0);
+    }
+    EXPECT_THAT(read(file), Optional(true)) << "the last one";
+}
+
+TEST_F(KeyFileUserDefaultsTest, OnceItIsGoneNobodyIsTold) {
+    {
+        KeyFileUserDefaults defaults(queue, file);
+        defaults.setBoolean(kKey, true, [](bool) { FAIL() << "its owner may be gone too"; });
+    }
+    queue.runFor(std::chrono::milliseconds(20));
+    EXPECT_THAT(read(file), Optional(true));
+}
+
+TEST_F(KeyFileUserDefaultsTest, AFileThatCannotBeOpenedCountsAsAbsentAndIsNotTouched) {
+    const fs::path elsewhere = folder.path() / "nobody";
+    fs::create_directories(file.parent_path());
+    fs::create_symlink(elsewhere / "there", file);
+    KeyFileUserDefaults defaults(queue, file);
+    EXPECT_EQ(defaults.boolean(kKey), std::nullopt);
+    EXPECT_TRUE(fs::is_symlink(file));
+    EXPECT_FALSE(fs::exists(elsewhere));
 }
 
 TEST_F(KeyFileUserDefaultsTest, WritesThroughASymbolicLink) {
@@ -214,9 +270,9 @@ TEST_F(KeyFileUserDefaultsTest, WritesThroughASymbolicLink) {
     const fs::path elsewhere = folder.path() / "dotfiles.ini";
     fs::rename(file, elsewhere);
     fs::create_symlink(elsewhere, file);
-    ASSERT_TRUE(KeyFileUserDefaults(file).setBoolean(kKey, true));
+    ASSERT_TRUE(setInARun(true));
     EXPECT_TRUE(fs::is_symlink(file));
-    EXPECT_THAT(KeyFileUserDefaults(elsewhere).boolean(kKey), Optional(true));
+    EXPECT_THAT(read(elsewhere), Optional(true));
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <future>
 #include <system_error>
 #include <utility>
 
@@ -34,7 +35,17 @@ GlibPtr<GKeyFile> read(const std::filesystem::path& file) {
 
 } // namespace
 
-KeyFileUserDefaults::KeyFileUserDefaults(std::filesystem::path file) : file_(std::move(file)), keys_(read(file_)) {}
+KeyFileUserDefaults::KeyFileUserDefaults(MainQueue& mainQueue, std::filesystem::path file)
+    : mainQueue_(mainQueue), file_(std::move(file)), keys_(read(file_)) {}
+
+// The queue alone would drop what has not begun: a tab chosen just before the session ends.
+KeyFileUserDefaults::~KeyFileUserDefaults() {
+    if (!hasWritten_)
+        return;
+    std::promise<void> isWritten;
+    writing_.post([&isWritten] { isWritten.set_value(); });
+    isWritten.get_future().wait();
+}
 
 std::optional<bool> KeyFileUserDefaults::boolean(const std::string& key) const {
     GError* raw = nullptr;
@@ -43,14 +54,22 @@ std::optional<bool> KeyFileUserDefaults::boolean(const std::string& key) const {
     return error ? std::nullopt : std::optional(value);
 }
 
-bool KeyFileUserDefaults::setBoolean(const std::string& key, bool value) {
+void KeyFileUserDefaults::setBoolean(const std::string& key, bool value,
+                                     UniqueFunction<void(bool isDurable)> completion) {
     assert(isKey(key));
-    if (!isKey(key))
-        return false;
     g_key_file_set_boolean(keys_.get(), kGroup, key.c_str(), value ? TRUE : FALSE);
     gsize size = 0;
     const GlibPtr<gchar> text(g_key_file_to_data(keys_.get(), &size, nullptr));
-    return replaceFileDurably(file_, bytesOf({text.get(), size}));
+    auto tell = lifetime_.guard([completion = std::move(completion)](bool isDurable) mutable {
+        if (completion)
+            completion(isDurable);
+    });
+    hasWritten_ = true;
+    writing_.post([&queue = mainQueue_, file = file_, contents = copyOf(bytesOf({text.get(), size})),
+                   tell = std::move(tell)]() mutable {
+        const bool isDurable = replaceFileDurably(file, contents);
+        queue.post([tell = std::move(tell), isDurable]() mutable { tell(isDurable); });
+    });
 }
 
 } // namespace vexil

@@ -5,20 +5,22 @@
 
 namespace vexil {
 
-MemoryUserDefaults::MemoryUserDefaults(std::shared_ptr<MemoryDefaultsFile> file)
-    : file_(std::move(file)), booleans_(file_->booleans) {}
+MemoryUserDefaults::MemoryUserDefaults(MainQueue& mainQueue, std::shared_ptr<MemoryDefaultsFile> file)
+    : mainQueue_(mainQueue), file_(std::move(file)), booleans_(file_->booleans) {}
 
 std::optional<bool> MemoryUserDefaults::boolean(const std::string& key) const {
     const auto found = booleans_.find(key);
     return found == booleans_.end() ? std::nullopt : std::optional(found->second);
 }
 
-bool MemoryUserDefaults::setBoolean(const std::string& key, bool value) {
+void MemoryUserDefaults::setBoolean(const std::string& key, bool value,
+                                    UniqueFunction<void(bool isDurable)> completion) {
     booleans_[key] = value;
-    if (!file_->isWritable)
-        return false;
-    file_->booleans = booleans_;
-    return true;
+    if (file_->isWritable)
+        file_->booleans = booleans_;
+    if (completion)
+        mainQueue_.post(lifetime_.guard(
+            [completion = std::move(completion), isDurable = file_->isWritable]() mutable { completion(isDurable); }));
 }
 
 } // namespace vexil

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/lifetime.h"
+#include "platform/main_queue.h"
 #include "platform/user_defaults.h"
 
 #include <map>
@@ -16,16 +18,20 @@ struct MemoryDefaultsFile {
 
 class MemoryUserDefaults final : public UserDefaults {
 public:
-    explicit MemoryUserDefaults(std::shared_ptr<MemoryDefaultsFile> file = std::make_shared<MemoryDefaultsFile>());
+    explicit MemoryUserDefaults(MainQueue& mainQueue,
+                                std::shared_ptr<MemoryDefaultsFile> file = std::make_shared<MemoryDefaultsFile>());
 
     [[nodiscard]] std::optional<bool> boolean(const std::string& key) const override;
-    bool setBoolean(const std::string& key, bool value) override;
+    void setBoolean(const std::string& key, bool value,
+                    UniqueFunction<void(bool isDurable)> completion = nullptr) override;
 
     [[nodiscard]] MemoryDefaultsFile& file() { return *file_; }
 
 private:
+    MainQueue& mainQueue_;
     std::shared_ptr<MemoryDefaultsFile> file_;
     std::map<std::string, bool> booleans_;
+    Lifetime lifetime_;
 };
 
 } // namespace vexil
