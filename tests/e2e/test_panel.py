@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The panel without its pixels, before a running vexil-store: what is done in it, as the database and the clipboard see it."""
+"""The panel without its pixels, before a running vexil-store: what is done in it, as database and clipboard see it."""
 import json
 import signal
 import sqlite3
 import subprocess
 import types
-import uuid
 
 import pytest
 
@@ -56,7 +55,7 @@ class Panel:
 
 
 class Store:
-    """The database of a session, read and written behind the program's back."""
+    """The database of a session, read behind the program's back."""
 
     def __init__(self, session):
         self._file = session.root / "data/vexil-store/store.db"
@@ -79,17 +78,6 @@ class Store:
 
     def uses(self, id):
         return self.rows("SELECT count(*) FROM usages JOIN entries ON entry = number WHERE id = ?", id)[0][0]
-
-    def add_category(self, name):
-        id = str(uuid.uuid4()).upper()
-        connection = sqlite3.connect(self._file, timeout=5)
-        try:
-            with connection:
-                connection.execute("INSERT INTO categories (id, name, color_tag, sort_order) VALUES (?, ?, '', 0)",
-                                   (id, name))
-        finally:
-            connection.close()
-        return id
 
 
 @pytest.fixture(scope="module")
@@ -196,7 +184,8 @@ def test_a_pinned_entry_is_pinned_in_the_store_and_leads_the_list(session, panel
 
 def test_a_favorite_is_filed_under_its_category_and_taken_out_again(session, panel, store):
     row = copied(session, panel, "favorite")
-    work = store.add_category("Work")
+    session.store_command("category", "add", "Work")
+    work = store.rows("SELECT id FROM categories WHERE name = 'Work'")[0][0]
     copied(session, panel, "what makes the store tell of its change")
     panel.wait(lambda state: any(category["id"] == work for category in state["categories"]), what="the category")
     assert panel.do("star", id=row["id"])["favoriteCandidate"] == row["id"]
