@@ -86,7 +86,7 @@ function(vexil_test name)
     if(ARG_WRAPPER)
         # One ctest test for the whole program: its service is started once.
         add_test(NAME ${name} COMMAND ${ARG_WRAPPER} $<TARGET_FILE:${name}>)
-        set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST 150)
     else()
         gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES TIMEOUT ${ARG_TIMEOUT})
     endif()

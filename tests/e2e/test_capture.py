@@ -208,7 +208,7 @@ def test_a_frozen_owner_holds_nothing_up(session, link, heartbeats):
         assert_answers(link)
         slowest = max(slowest, time.monotonic() - start)
         time.sleep(0.05)
-    assert slowest < 1.5  # an owner is waited for two seconds
+    assert slowest < 1.8  # an owner is waited for two seconds
     assert len(heartbeats.all_received()) >= 1
     assert not owner.is_running  # it lost the clipboard to the frozen one
     session.copy("thawed")

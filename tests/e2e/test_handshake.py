@@ -48,8 +48,10 @@ def test_the_heartbeat_says_where_and_with_which_nonce(companion, heartbeats):
 
 def test_the_heartbeat_comes_every_three_seconds(companion, heartbeats):
     times = [heartbeats.timed()[0] for _ in range(3)]
+    # One may be heard late; with one left out the mean would be 4.5.
+    assert 2.5 < (times[-1] - times[0]) / 2 < 4.2
     for earlier, later in zip(times, times[1:]):
-        assert 2.5 < later - earlier < 5.5  # and none is left out
+        assert 1.5 < later - earlier < 5.5
 
 
 def test_the_companion_listens_on_the_loopback_interface_only(companion, heartbeats):
