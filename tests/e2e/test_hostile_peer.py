@@ -30,7 +30,7 @@ class World:
         while True:
             link = Link.connect(self.heartbeats.usable()["port"], **options)
             try:
-                assert_answers(link)
+                assert_answers(link, timeout=60)  # the test before may have left it much to do
                 return link
             except LinkClosed:  # it has not noticed yet that the one before is gone
                 link.close()

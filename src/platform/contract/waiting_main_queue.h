@@ -19,7 +19,7 @@ namespace vexil {
 // For suites of ports with threads of their own: waits for what they post.
 class WaitingMainQueue final : public MainQueue {
 public:
-    static constexpr Duration kPatience = std::chrono::seconds(20);
+    static constexpr Duration kPatience = std::chrono::seconds(60);
 
     [[nodiscard]] TimePoint now() const override { return now_; }
 
