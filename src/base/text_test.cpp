@@ -41,6 +41,11 @@ TEST(TextTest, CutsALineBetweenCharactersAsAPersonSeesThem) {
     EXPECT_EQ(text::foldedToOneLine("abc", 3, 4096), "abc");
     EXPECT_EQ(text::foldedToOneLine("abc", 0, 4096), "");
     EXPECT_EQ(text::foldedToOneLine("abc def", 4, 4096), "abc");
+    EXPECT_EQ(text::foldedToOneLine("abc\u0301d", 3, 4096), "abc\u0301");
+    EXPECT_EQ(text::foldedToOneLine("abcd\u0301", 3, 4096), "abc");
+    EXPECT_EQ(text::foldedToOneLine("abc \u0301", 3, 4096), "abc");
+    EXPECT_EQ(text::foldedToOneLine("abc def", 200, 5), "abc d");
+    EXPECT_EQ(text::foldedToOneLine("abc def", 200, 4), "abc");
 }
 
 TEST(TextTest, CutsALineOfEndlessCharactersByItsBytes) {
