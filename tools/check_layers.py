@@ -78,6 +78,7 @@ LIBRARIES: list[tuple[str, str, set[str]]] = [
     ("libjpeg", r"jpeglib\.h|jerror\.h|turbojpeg\.h", {"platform/linux", "store/database"}),
     ("libpng", r"png\.h", {"platform/linux"}),
     ("SQLite", r"sqlite3.*", {"store/database"}),
+    ("Nettle", r"nettle/.*", {"store/database"}),
     ("CLI11", r"CLI/.*", {"store", "store/cli"}),
     ("GoogleTest", r"g(test|mock)/.*", set()),
 ]

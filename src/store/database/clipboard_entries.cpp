@@ -20,17 +20,26 @@ constexpr int kMaxUsages = 100;
 Result<ClipboardEntries::Recorded, StoreError> ClipboardEntries::record(ClipboardKind kind, ByteView content,
                                                                         Date now) {
     const ContentHash hash = contentHash(kind, content);
+    // A thumbnail takes so long that the database is not kept locked for it.
+    std::optional<ContentDescription> description;
+    if (kind == ClipboardKind::image) {
+        const auto known = connection_.number("SELECT count(*) FROM entries WHERE content_hash = ?", ByteView(hash));
+        if (!known)
+            return Failure{known.error()};
+        if (*known == 0)
+            description = describe(kind, content);
+    }
     return connection_.transaction(Access::write, [&]() -> Result<Recorded, StoreError> {
         auto known = moveToTop(hash, now);
         if (!known)
             return Failure{known.error()};
-        auto recorded = *known ? Result<Recorded, StoreError>(**known) : insert(kind, content, hash, now);
+        if (!*known && !description)
+            description = describe(kind, content);
+        auto recorded = *known ? Result<Recorded, StoreError>(**known) : insert(kind, content, hash, *description, now);
         if (!recorded)
             return recorded;
-        if (auto counted = raiseRevision(connection_); !counted)
+        if (auto counted = raiseRevisionAndLetFallOut(connection_); !counted)
             return Failure{counted.error()};
-        if (auto trimmed = letFallOut(connection_); !trimmed)
-            return Failure{trimmed.error()};
         return recorded;
     });
 }
@@ -57,8 +66,9 @@ Result<std::optional<ClipboardEntries::Recorded>, StoreError> ClipboardEntries::
 }
 
 Result<ClipboardEntries::Recorded, StoreError> ClipboardEntries::insert(ClipboardKind kind, ByteView content,
-                                                                        const ContentHash& hash, Date now) {
-    const ContentDescription description = describe(kind, content);
+                                                                        const ContentHash& hash,
+                                                                        const ContentDescription& description,
+                                                                        Date now) {
     const Uuid id = Uuid::random();
     const auto number = connection_.number(
         "INSERT INTO entries (id, kind, content_hash, size, created_at, last_copied_at, copied_revision, in_history, "

@@ -73,7 +73,8 @@ public:
 private:
     template <class Work> Result<EntryChange, StoreError> change(const Uuid& id, Work work);
     Result<std::optional<Recorded>, StoreError> moveToTop(const ContentHash& hash, Date now);
-    Result<Recorded, StoreError> insert(ClipboardKind kind, ByteView content, const ContentHash& hash, Date now);
+    Result<Recorded, StoreError> insert(ClipboardKind kind, ByteView content, const ContentHash& hash,
+                                        const ContentDescription& description, Date now);
     Result<EntryChange, StoreError> replaceText(std::int64_t number, const std::string& text);
     Result<bool, StoreError> hasCategory(const std::optional<Uuid>& id);
 

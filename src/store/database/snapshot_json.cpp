@@ -5,7 +5,24 @@
 #include "store/database/clipboard_lists.h"
 #include "store/database/entry_rows.h"
 
+#include <array>
+#include <optional>
+#include <string_view>
+#include <tuple>
+
 namespace vexil {
+
+namespace json {
+
+// Views are written as what they show.
+static void writeValue(Writer& out, std::string_view value) {
+    out.string(value);
+}
+static void writeValue(Writer& out, ByteView value) {
+    out.base64(value);
+}
+
+} // namespace json
 
 namespace {
 
@@ -25,23 +42,53 @@ constexpr std::string_view kNewest = R"sql(
 SELECT id, kind, preview, last_copied_at, 0, is_favorite, category_id, alias, thumbnail
 FROM entries WHERE in_history AND pinned_at IS NULL ORDER BY copied_revision DESC LIMIT ?)sql";
 
-// Replaces what `row` holds, in the memory that it has: one record serves all rows.
-void readRow(const SqliteStatement& statement, ClipboardRowSummary& row) {
-    row.id = statement.id(0).value_or(Uuid());
-    row.kind = kindNamed(statement.textView(1));
-    row.preview = statement.textView(2);
-    row.lastCopiedAt = statement.date(3);
-    row.isPinned = statement.integer(4) != 0;
-    row.isFavorite = statement.integer(5) != 0;
-    row.categoryID = statement.id(6);
-    row.alias = statement.optionalText(7);
-    const ByteView thumbnail = statement.bytesView(8);
-    if (thumbnail.empty())
-        row.thumbnail.reset();
-    else if (row.thumbnail)
-        row.thumbnail->assign(thumbnail.begin(), thumbnail.end());
-    else
-        row.thumbnail.emplace(thumbnail.begin(), thumbnail.end());
+// A ClipboardRowSummary in the memory of SQLite: at most until the next step.
+struct RowView {
+    std::string_view id;
+    ClipboardScope scope = ClipboardScope::history;
+    ClipboardKind kind = ClipboardKind::text;
+    std::string_view preview;
+    Date lastCopiedAt;
+    bool isPinned = false;
+    bool isFavorite = false;
+    std::optional<std::string_view> categoryID;
+    std::optional<std::string_view> alias;
+    std::optional<ByteView> thumbnail;
+};
+constexpr auto jsonFields(json::Tag<RowView>) {
+    using R = RowView;
+    return std::tuple{json::Field{"id", &R::id},
+                      json::Field{"scope", &R::scope},
+                      json::Field{"kind", &R::kind},
+                      json::Field{"preview", &R::preview},
+                      json::Field{"lastCopiedAt", &R::lastCopiedAt},
+                      json::Field{"isPinned", &R::isPinned},
+                      json::Field{"isFavorite", &R::isFavorite},
+                      json::Field{"categoryID", &R::categoryID},
+                      json::Field{"alias", &R::alias},
+                      json::Field{"thumbnail", &R::thumbnail}};
+}
+
+template <class Record> constexpr auto keysOf() {
+    return std::apply([](const auto&... field) { return std::array{field.key...}; }, jsonFields(json::Tag<Record>{}));
+}
+static_assert(keysOf<RowView>() == keysOf<ClipboardRowSummary>());
+
+template <class View> std::optional<View> unlessNull(View view) {
+    return view.data() == nullptr ? std::nullopt : std::optional(view);
+}
+
+RowView rowOf(const SqliteStatement& statement, ClipboardScope scope) {
+    return {.id = statement.textView(0),
+            .scope = scope,
+            .kind = kindNamed(statement.textView(1)),
+            .preview = statement.textView(2),
+            .lastCopiedAt = statement.date(3),
+            .isPinned = statement.integer(4) != 0,
+            .isFavorite = statement.integer(5) != 0,
+            .categoryID = unlessNull(statement.textView(6)),
+            .alias = unlessNull(statement.textView(7)),
+            .thumbnail = unlessNull(statement.bytesView(8))};
 }
 
 class SnapshotWriter {
@@ -55,7 +102,7 @@ public:
     void beginRows(std::string_view key, ClipboardScope scope) {
         begin(key);
         out_.punctuation('[');
-        row_.scope = scope;
+        scope_ = scope;
         isFirstRow_ = true;
     }
     // The rows of the statement, until one would end past `maxSize`.
@@ -71,8 +118,7 @@ public:
             const std::size_t before = out_.written();
             if (!isFirstRow_)
                 out_.punctuation(',');
-            readRow(*statement, row_);
-            json::writeValue(out_, row_);
+            json::writeValue(out_, rowOf(*statement, scope_));
             if (out_.written() > maxSize) {
                 out_.backTo(before);
                 return Done{};
@@ -94,7 +140,7 @@ private:
     json::Writer out_;
     bool isFirst_ = true;
     bool isFirstRow_ = true;
-    ClipboardRowSummary row_;
+    ClipboardScope scope_ = ClipboardScope::history;
 };
 
 } // namespace

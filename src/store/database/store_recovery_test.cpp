@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <iterator>
@@ -261,35 +262,95 @@ TEST_F(StoreRecoveryTest, ADiskThatTakesNoMoreFailsTheCopyAndTakesTheNext) {
     ::_exit(1);
 }
 
-TEST_F(StoreRecoveryTest, WhatWasAcknowledgedSurvivesAKillAtAnyPoint) {
-    std::size_t stored = 0;
-    for (std::size_t round = 0; round < 20; ++round) {
-        int pipe[2];
-        ASSERT_EQ(::pipe(pipe), 0);
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0)
-            copyUntilKilled(file, pipe[1], stored);
-        ::close(pipe[1]);
-        std::size_t acknowledged = 0;
-        char byte = 0;
-        while (acknowledged < 1 + round * 3 && ::read(pipe[0], &byte, 1) == 1)
-            ++acknowledged;
-        ASSERT_EQ(acknowledged, 1 + round * 3);
-        ::kill(child, SIGKILL);
-        while (::read(pipe[0], &byte, 1) == 1)
-            ++acknowledged;
-        ::close(pipe[0]);
-        ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+// One process that copies and is killed once it has stored `copies` more, at whatever point it is then; how many it
+// said that it had stored.
+std::size_t copiedBeforeTheKill(const std::filesystem::path& file, std::size_t from, std::size_t copies) {
+    int pipe[2];
+    EXPECT_EQ(::pipe(pipe), 0);
+    const pid_t child = ::fork();
+    EXPECT_GE(child, 0);
+    if (child == 0)
+        copyUntilKilled(file, pipe[1], from);
+    ::close(pipe[1]);
+    std::size_t acknowledged = 0;
+    char byte = 0;
+    while (acknowledged < copies && ::read(pipe[0], &byte, 1) == 1)
+        ++acknowledged;
+    ::kill(child, SIGKILL);
+    while (::read(pipe[0], &byte, 1) == 1)
+        ++acknowledged;
+    ::close(pipe[0]);
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+    return acknowledged;
+}
 
+// A thousand copies, each round after the ones before it, while the history lets go of the oldest ones.
+TEST_F(StoreRecoveryTest, WhatWasAcknowledgedSurvivesAKillAtAnyPoint) {
+    constexpr std::size_t kLimit = 100;
+    ASSERT_TRUE(StoreDatabase::open(file, Mode::createIfMissing)->entries().setHistoryLimit(kLimit));
+    std::size_t stored = 0;
+    for (std::size_t round = 0; round < 200; ++round) {
+        const std::size_t acknowledged = copiedBeforeTheKill(file, stored, 1 + round % 9);
+        ASSERT_GE(acknowledged, 1 + round % 9);
         const auto previews = history();
-        ASSERT_GE(previews.size(), stored + acknowledged);
-        ASSERT_LE(previews.size(), stored + acknowledged + 1); // stored, and killed before it could say so
-        stored = previews.size();
-        for (std::size_t i = 0; i < stored; ++i)
+        const std::size_t newest = std::stoul(previews.front()) + 1;
+        ASSERT_GE(newest, stored + acknowledged);
+        ASSERT_LE(newest, stored + acknowledged + 1); // stored, and killed before it could say so
+        stored = newest;
+        ASSERT_EQ(previews.size(), std::min(stored, kLimit));
+        for (std::size_t i = 0; i < previews.size(); ++i)
             ASSERT_THAT(previews[i], testing::StartsWith(std::to_string(stored - 1 - i)));
         ASSERT_EQ(integrity(), "ok");
     }
+    EXPECT_GE(stored, 1000U);
+}
+
+// Runs `work` in a process of a person who owns nothing; whether it returned true.
+template <class Work> bool asNobody(Work work) {
+    const pid_t child = ::fork();
+    EXPECT_GE(child, 0);
+    if (child == 0)
+        ::_exit(::setgid(65534) == 0 && ::setuid(65534) == 0 && work() ? 0 : 1);
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+TEST_F(StoreRecoveryTest, AFolderThatMayNotBeWrittenIsRefusedInASentence) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only the superuser can become somebody who may not write here";
+    ASSERT_EQ(::chmod(scratch.path().c_str(), 0755), 0);
+    EXPECT_TRUE(asNobody([&] {
+        const auto missing = StoreDatabase::open(file, Mode::createIfMissing);
+        return !missing && missing.error().sentence == file.string() + " cannot be used: Permission denied";
+    }));
+    { ASSERT_TRUE(StoreDatabase::open(file, Mode::createIfMissing)); }
+    ASSERT_EQ(::chown(file.c_str(), 65534, 65534), 0); // the file alone: its log has no place
+    EXPECT_TRUE(asNobody([&] {
+        const auto refused = StoreDatabase::open(file, Mode::createIfMissing);
+        return !refused && refused.error().sentence.starts_with(file.string() + " cannot be ");
+    }));
+    EXPECT_TRUE(StoreDatabase::open(file, Mode::createIfMissing));
+}
+
+TEST_F(StoreRecoveryTest, AStoreOfTheFirstSchemaIsBroughtUpToDate) {
+    constexpr std::size_t kEntries = 1200;
+    auto connection = SqliteConnection::open(file, Mode::createIfMissing).value();
+    ASSERT_TRUE(store_schema::prepare(connection, file, 1));
+    ASSERT_TRUE(connection.execute(
+        "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1200) "
+        "INSERT INTO entries (id, kind, content_hash, size, created_at, last_copied_at, copied_revision, in_history, "
+        "is_favorite, preview) SELECT printf('00000000-0000-4000-8000-%012d', i), 'text', x'00', 1, i, i, i, 1, "
+        "i <= 3, 'Nr. ' || i FROM n"));
+    ASSERT_TRUE(connection.execute("INSERT INTO contents SELECT number, 'ÄLTER ' || number FROM entries; "
+                                   "UPDATE store SET revision = 1200"));
+    auto database = StoreDatabase::open(file, Mode::existing).value();
+    EXPECT_EQ(database.lists().entries({})->size(), kEntries);
+    EXPECT_EQ(database.lists().entries({.search = "älter 1200"})->size(), 1U);
+    ASSERT_TRUE(record(database, "new"));
+    EXPECT_EQ(database.lists().entries({})->size(), ClipboardEntries::kDefaultHistoryLimit + 3);
+    EXPECT_EQ(history().front(), "new");
+    EXPECT_EQ(integrity(), "ok");
 }
 
 } // namespace

@@ -152,6 +152,11 @@ std::int64_t currentVersion() {
 }
 
 Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file) {
+    return prepare(connection, file, currentVersion());
+}
+
+Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file,
+                                 std::int64_t version) {
     const auto found =
         connection.transaction(SqliteConnection::Access::read, [&] { return versionOf(connection, file); });
     if (!found)
@@ -160,14 +165,14 @@ Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesy
         return logged;
     if (auto set = connection.execute(kSettings); !set)
         return set;
-    if (*found == currentVersion())
+    if (*found >= version)
         return Done{};
     return connection.transaction(SqliteConnection::Access::write, [&]() -> Result<Done, StoreError> {
-        const auto version = versionOf(connection, file); // another process may have been faster
-        if (!version)
-            return Failure{version.error()};
-        for (auto step = static_cast<std::size_t>(*version); step < kSteps.size(); ++step) {
-            if (auto done = connection.execute(kSteps[step]); !done)
+        const auto before = versionOf(connection, file); // another process may have been faster
+        if (!before)
+            return Failure{before.error()};
+        for (std::int64_t step = *before; step < version; ++step) {
+            if (auto done = connection.execute(kSteps.at(static_cast<std::size_t>(step))); !done)
                 return done;
         }
         return Done{};

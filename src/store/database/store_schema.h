@@ -21,5 +21,7 @@ inline constexpr std::int64_t kApplicationId = 0x56785374;
 // durable commits, and to wipe what is deleted. Refuses, and leaves as it is, a file that another program wrote or that
 // has a newer schema.
 Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file);
+// The same, up to an older version: for tests of the steps in between.
+Result<Done, StoreError> prepare(SqliteConnection& connection, const std::filesystem::path& file, std::int64_t version);
 
 } // namespace vexil::store_schema
