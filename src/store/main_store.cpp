@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -35,12 +36,15 @@ std::string environment(const char* name) {
 
 struct ServeOptions {
     bool isVerbose = false;
+    std::optional<std::size_t> historyLimit;
+    std::optional<std::size_t> panelRows;
 };
 
 CommandResult serve(const CommandContext& context, const ServeOptions& options) {
     const StoreFolder& folder = context.folder;
     // A reader of our output, or a peer, that goes away in mid-write is an error value of the write.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // as is a file that may not grow any more
     if (const auto created = folder.create(); !created)
         return Failure{created.error()};
     const auto lock = StoreLock::take(folder);
@@ -49,12 +53,17 @@ CommandResult serve(const CommandContext& context, const ServeOptions& options) 
     auto database = StoreDatabase::open(folder.database(), StoreDatabase::Mode::createIfMissing);
     if (!database)
         return Failure{database.error()};
+    if (options.historyLimit) {
+        if (const auto set = database->entries().setHistoryLimit(*options.historyLimit); !set)
+            return Failure{set.error()};
+    }
 
     GlibMainQueue queue;
     const SystemWallClock clock;
     AsioLoopbackTcp network(queue);
     DBusNotifications notifications(queue, sessionBusAddress());
-    StoreServer server(queue, clock, network, notifications, *database, VEXIL_VERSION);
+    StoreServer server(queue, clock, network, notifications, *database, VEXIL_VERSION,
+                       options.panelRows.value_or(StoreService::kDefaultPanelRows));
     // There is no place left to say so where these cannot be written.
     server.onFailure = [&](const std::string& sentence) { CommandLine::finish(failure(sentence), context.messages); };
     if (options.isVerbose) {
@@ -74,6 +83,10 @@ void addServeCommand(CommandLine& commandLine) {
     CLI::App& command = commandLine.addCommand("serve", "Record what Vexil Shortcut reports, until interrupted",
                                                [options](CommandContext& context) { return serve(context, *options); });
     addFlag(command, "--verbose", options->isVerbose, "Print a line for each copy and change of the link");
+    addOption(command, "--history-limit", "N", options->historyLimit, "Entries to keep, from now on (at first 1000)");
+    addOption(command, "--panel-rows", "N", options->panelRows, "Entries to show in the panel (2000)");
+    addRemarks(command, "Pinned and favorite entries are kept and shown besides, however many there are.\n"
+                        "The limit of the history holds for commands such as add as well.");
 }
 
 std::string editor() {

@@ -26,16 +26,18 @@ std::string sentenceAbout(const HelloFailure& failure) {
 } // namespace
 
 StoreServer::StoreServer(MainQueue& mainQueue, const WallClock& clock, LoopbackTcp& network,
-                         DistributedNotifications& notifications, StoreDatabase& database, std::string build)
-    : service_(mainQueue, clock, database), link_(mainQueue, network, notifications, std::move(build)) {}
+                         DistributedNotifications& notifications, StoreDatabase& database, std::string build,
+                         std::size_t panelRows)
+    : service_(mainQueue, clock, database, panelRows),
+      watch_(mainQueue, database),
+      link_(mainQueue, network, notifications, std::move(build)) {}
 
 void StoreServer::start() {
     service_.onChange = lifetime_.guard([this] { link_.sendEvent(ClipboardLinkMethod::storeChanged); });
     service_.onNotice = lifetime_.guard([this](const std::string& sentence) { notice(sentence); });
-    service_.onFailure = lifetime_.guard([this](const std::string& sentence) {
-        if (onFailure)
-            onFailure(sentence);
-    });
+    service_.onFailure = lifetime_.guard([this](const std::string& sentence) { fail(sentence); });
+    watch_.onChange = lifetime_.guard([this] { service_.databaseChanged(); });
+    watch_.onFailure = lifetime_.guard([this](const std::string& sentence) { fail(sentence); });
     link_.onRequest = lifetime_.guard([this](const CompanionLink::Message& request) {
         StoreService::Answer answer = service_.answer(request);
         link_.respond(request, std::move(answer.reply), std::move(answer.attachment));
@@ -47,6 +49,7 @@ void StoreServer::start() {
     });
     link_.onDisconnect = lifetime_.guard([this] { notice("the link to the companion is gone"); });
     link_.onHelloFailure = lifetime_.guard([this](const HelloFailure& failure) { helloFailed(failure); });
+    watch_.start();
     link_.start();
 }
 
@@ -57,6 +60,11 @@ void StoreServer::helloFailed(const HelloFailure& failure) {
         return;
     notice(sentence);
     lastHelloFailure_ = std::move(sentence);
+}
+
+void StoreServer::fail(const std::string& sentence) {
+    if (onFailure)
+        onFailure(sentence);
 }
 
 void StoreServer::notice(const std::string& sentence) {

@@ -10,7 +10,9 @@
 #include "store/companion_link.h"
 #include "store/database/store_database.h"
 #include "store/store_service.h"
+#include "store/store_watch.h"
 
+#include <cstddef>
 #include <string>
 
 namespace vexil {
@@ -18,9 +20,10 @@ namespace vexil {
 // Serves one database to one companion after the other. Main queue only.
 class StoreServer {
 public:
-    // Everything that is given outlives the server.
+    // Everything that is given outlives the server. `build` is what the companion is told of our version.
     StoreServer(MainQueue& mainQueue, const WallClock& clock, LoopbackTcp& network,
-                DistributedNotifications& notifications, StoreDatabase& database, std::string build);
+                DistributedNotifications& notifications, StoreDatabase& database, std::string build,
+                std::size_t panelRows = StoreService::kDefaultPanelRows);
 
     // Sentences for the person: what goes on, and what went wrong. Set before start().
     UniqueFunction<void(const std::string&)> onNotice;
@@ -30,9 +33,11 @@ public:
 
 private:
     void notice(const std::string& sentence);
+    void fail(const std::string& sentence);
     void helloFailed(const HelloFailure& failure);
 
     StoreService service_;
+    StoreWatch watch_;
     CompanionLink link_;
     std::string lastHelloFailure_; // the sentence that was said, until a hello is accepted
     Lifetime lifetime_;

@@ -17,6 +17,7 @@
 namespace vexil {
 namespace {
 
+using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::StartsWith;
@@ -122,6 +123,38 @@ TEST_F(StoreServerTest, RecordingResumesAfterALoss) {
     copyText("again");
     ASSERT_EQ(refreshed().history.size(), 1U);
     EXPECT_EQ(companion.snapshot()->history[0].preview, "again");
+}
+
+TEST_F(StoreServerTest, WhatAnotherProcessChangesReachesTheCompanionWithinASecond) {
+    auto other = StoreDatabase::open(scratch.path() / "store.db", StoreDatabase::Mode::existing).value();
+    ASSERT_TRUE(other.entries().record(ClipboardKind::text, bytesOf("from a command"), clock.now()));
+    EXPECT_FALSE(companion.isSnapshotStale());
+    queue.advance(StoreWatch::kInterval);
+    EXPECT_TRUE(companion.isSnapshotStale());
+    ASSERT_EQ(refreshed().history.size(), 1U);
+    EXPECT_EQ(companion.snapshot()->history[0].preview, "from a command");
+}
+
+TEST_F(StoreServerTest, ADatabaseThatIsLockedCostsCopiesAndNotTheLink) {
+    copyText("before");
+    refreshed();
+    database = StoreDatabase::open(scratch.path() / "store.db", StoreDatabase::Mode::existing, 1ms).value();
+    auto other = SqliteConnection::open(scratch.path() / "store.db", SqliteConnection::Mode::existing).value();
+    ASSERT_TRUE(other.execute("BEGIN IMMEDIATE"));
+    for (int second = 0; second < 10; ++second) {
+        copyText("lost " + std::to_string(second));
+        queue.advance(1s);
+    }
+    EXPECT_EQ(failures.size(), 10U);
+    EXPECT_THAT(failures.front(), StartsWith("a copied text of 6 B is not stored: "));
+    EXPECT_TRUE(companion.isConnected());
+    companion.refreshSnapshot(true);
+    queue.runUntilIdle();
+    EXPECT_EQ(companion.snapshot()->history.size(), 1U); // reading goes on meanwhile
+    ASSERT_TRUE(other.execute("COMMIT"));
+    copyText("after");
+    EXPECT_EQ(refreshed().history.at(0).preview, "after");
+    EXPECT_THAT(notices, testing::Not(Contains("the link to the companion is gone")));
 }
 
 TEST_F(StoreServerTest, ARefusedHelloIsSaid) {

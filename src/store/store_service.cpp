@@ -100,8 +100,8 @@ StoreService::Answer StoreService::snapshot() {
     if (!revision)
         return fail(revision.error());
     if (!snapshot_ || snapshotRevision_ != *revision) {
-        // The next one is about as long as the last one.
-        const std::size_t expected = snapshot_ ? snapshot_->size() + snapshot_->size() / 16 : std::size_t{1} << 18;
+        // The next one is about as long as the last one. Memory that is not written to costs nothing.
+        const std::size_t expected = snapshot_ ? snapshot_->size() + snapshot_->size() / 16 : std::size_t{2} << 20;
         auto encoded = database_.lists().snapshotJson(panelRows_, kMaxSnapshotBytes, expected);
         if (!encoded)
             return fail(encoded.error());
@@ -195,6 +195,8 @@ void StoreService::announceChange() {
         return;
     mainQueue_.post(lifetime_.guard([this] {
         isChangeAnnounced_ = false;
+        if (const auto revision = database_.revision())
+            knownRevision_ = *revision;
         if (onChange)
             onChange();
     }));

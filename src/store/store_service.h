@@ -20,11 +20,14 @@ namespace vexil {
 
 // What the store does with the messages of a companion. Main queue only.
 //
-// The database is used right here, on the main queue. A copied text holds it for a few milliseconds; an image of 12 MB
-// and 25 megapixels for about half a second, more than half of it for the thumbnail; another process that keeps the
-// database locked, for as long as the busy timeout. All of that is well below what the companion waits for an answer. A
-// companion that copies faster than the disk writes is slowed down by the link's own flow control, where a queue in
-// between would have to hold its images.
+// The database is used right here, on the main queue. A copied text holds it for a millisecond or less; an image of 12
+// MB and 25 megapixels for a third of a second, most of it for the thumbnail; another process that keeps the database
+// locked, for as long as the busy timeout at each copy. A queue of its own for the database would spare nobody that
+// wait: what the companion asks has to be answered in the order in which it was sent, after the copies before it. What
+// it would need is a place for the images that wait, where now the link's own flow control slows the companion down.
+// While the main queue waits the link stays up: its bytes are read on the network's queue, the heartbeats that come
+// meanwhile are heard afterwards in their order, and nothing that the companion sends has a deadline that closes it.
+// Readers do not wait for writers, so once a copy has failed the requests behind it are answered.
 class StoreService {
 public:
     using Message = ClipboardLinkConnection::Message;

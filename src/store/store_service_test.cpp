@@ -260,17 +260,77 @@ TEST_F(StoreServiceTest, ACopyThatCannotBeStoredIsSaidAndTheNextOneIsTaken) {
     EXPECT_THAT(history(), ElementsAre("kept"));
 }
 
-TEST_F(StoreServiceTest, ASnapshotHoldsTheLatestTwoThousandRows) {
+TEST_F(StoreServiceTest, ASnapshotHoldsAsManyRowsAsThePanelIsToShow) {
+    for (const char* text : {"one", "two", "three", "four"})
+        copyText(text);
+    EXPECT_THAT(history(), ElementsAre("four", "three", "two", "one"));
+    StoreService brief(queue, clock, database, 2);
+    const auto answer = brief.answer(message("store.snapshot", ClipboardLinkEmpty{}));
+    const auto view = readBack<ClipboardStoreSnapshot>(*answer.reply);
+    ASSERT_EQ(view.history.size(), 2U);
+    EXPECT_EQ(view.history[1].preview, "three");
+}
+
+TEST_F(StoreServiceTest, ASnapshotOfThousandsOfImagesFitsIntoAFrame) {
     auto other = SqliteConnection::open(file, SqliteConnection::Mode::existing).value();
     ASSERT_TRUE(other.execute(
-        "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2005) "
+        "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) "
         "INSERT INTO entries (id, kind, content_hash, size, created_at, last_copied_at, copied_revision, in_history, "
-        "is_favorite, preview) SELECT printf('00000000-0000-4000-8000-%012d', i), 'text', x'00', 1, i, i, i, 1, 0, i "
-        "FROM n"));
-    const auto view = snapshot();
-    EXPECT_EQ(view.history.size(), 2000U);
-    EXPECT_EQ(view.history.front().preview, "2005");
-    EXPECT_EQ(view.history.back().preview, "6");
+        "is_favorite, preview, thumbnail) SELECT printf('00000000-0000-4000-8000-%012d', i), 'image', x'00', 1, i, i, "
+        "i, "
+        "1, 0, i, zeroblob(4096) FROM n"));
+    StoreService large(queue, clock, database, 5000);
+    const auto answer = large.answer(message("store.snapshot", ClipboardLinkEmpty{}));
+    const auto view = readBack<ClipboardStoreSnapshot>(*answer.reply);
+    EXPECT_GT(view.history.size(), 2500U);
+    EXPECT_LT(view.history.size(), 5000U);
+    EXPECT_EQ(view.history.front().preview, "5000");
+    Bytes envelope;
+    appendEnvelope(envelope, {}, *answer.reply);
+    EXPECT_TRUE(frameHeader(FrameType::envelope, envelope.size()));
+}
+
+TEST_F(StoreServiceTest, ASnapshotIsMadeAnewOnlyAfterAChange) {
+    const auto encoded = [this] {
+        return std::get<EncodedPayload>(*ask("store.snapshot", ClipboardLinkEmpty{}).reply).json;
+    };
+    copyText("one");
+    const auto first = encoded();
+    EXPECT_EQ(encoded(), first); // the very same bytes
+    copyText("two");
+    const auto second = encoded();
+    EXPECT_NE(second, first);
+    auto other = StoreDatabase::open(file, StoreDatabase::Mode::existing).value();
+    ASSERT_TRUE(other.entries().record(ClipboardKind::text, bytesOf("three"), clock.now()));
+    EXPECT_NE(encoded(), second); // also before the change was noticed
+    EXPECT_THAT(history(), ElementsAre("three", "two", "one"));
+}
+
+TEST_F(StoreServiceTest, AChangeByAnotherProcessIsAnnouncedLikeAnOwnOne) {
+    copyText("one");
+    queue.runUntilIdle();
+    service.databaseChanged(); // nothing that a companion would see
+    queue.runUntilIdle();
+    EXPECT_EQ(changes, 1);
+    auto other = StoreDatabase::open(file, StoreDatabase::Mode::existing).value();
+    ASSERT_TRUE(other.categories().add("work", "red"));
+    service.databaseChanged();
+    copyText("two");
+    queue.runUntilIdle();
+    EXPECT_EQ(changes, 2); // once for both
+    service.databaseChanged();
+    queue.runUntilIdle();
+    EXPECT_EQ(changes, 2);
+}
+
+TEST_F(StoreServiceTest, WhatWasThereBeforeIsNoChange) {
+    copyText("one");
+    StoreService later(queue, clock, database);
+    int announced = 0;
+    later.onChange = [&] { ++announced; };
+    later.databaseChanged();
+    queue.runUntilIdle();
+    EXPECT_EQ(announced, 0);
 }
 
 } // namespace
