@@ -90,6 +90,45 @@ void writeFrames(const fs::path& folder) {
     put("length_lies", std::string("\x01\x00\x00\x00\x01{\"v\":", 10));
 }
 
+// Of the entries that the target puts into the store before each input.
+void writeStoreRequests(const fs::path& folder) {
+    using Kind = ClipboardLinkEnvelopeKind;
+    const auto entry = [](int number) {
+        return Uuid::parse("00000000-0000-4000-8000-00000000000" + std::to_string(number)).value();
+    };
+    const auto ask = [](std::string_view method, const ClipboardLinkPayload& payload) {
+        return envelope(Kind::request, method, payload);
+    };
+    const std::string snapshot = ask("store.snapshot", ClipboardLinkEmpty{});
+    write(folder, "snapshot", snapshot + snapshot);
+    write(folder, "lists",
+          ask("entry.pin", ClipboardPinRequest{entry(1), true}) +
+              ask("entry.pin", ClipboardPinRequest{entry(3), false}) +
+              ask("entry.favorite", ClipboardFavoriteRequest{entry(1), {}, true, std::nullopt}) +
+              ask("entry.favorite", ClipboardFavoriteRequest{entry(2), {}, false, std::nullopt}) +
+              ask("entry.delete", ClipboardEntryRef{entry(4), ClipboardScope::favorites}) +
+              ask("entry.delete", ClipboardEntryRef{entry(4), ClipboardScope::history}) + snapshot);
+    write(folder, "content",
+          ask("entry.payload", ClipboardEntryRef{entry(1), ClipboardScope::history}) +
+              ask("entry.use", ClipboardEntryRef{entry(1), ClipboardScope::history}) +
+              ask("entry.payload", ClipboardEntryRef{entry(9), ClipboardScope::history}));
+    write(folder, "edits",
+          ask("entry.editText", ClipboardEditRequest{entry(1), {}, "alias", std::nullopt, "new \xC3\x84 text"}) +
+              ask("entry.edit", ClipboardEditRequest{entry(2), {}, std::nullopt, entry(1), std::nullopt}) +
+              ask("entry.editText", ClipboardEditRequest{entry(3), {}, std::nullopt, std::nullopt, ""}) + snapshot);
+    const auto copied = [](const ClipboardPasteboardChange& change) {
+        return envelope(Kind::event, "pasteboard.changed", change);
+    };
+    write(folder, "copies",
+          copied({ClipboardKind::text, "a copy", false}) + copied({ClipboardKind::text, "entry 1", false}) +
+              attachment("no image") + copied({ClipboardKind::image, std::nullopt, true}) +
+              copied({ClipboardKind::image, std::nullopt, true}) + snapshot);
+    write(folder, "others",
+          ask("hello", ClipboardHello{"n", "a", "b"}) + ask("hosts.snapshot", ClipboardLinkEmpty{}) +
+              ask("made.up", ClipboardLinkEmpty{}) + ask("entry.pin", ClipboardLinkEmpty{}) +
+              envelope(Kind::event, "hosts.state", HostsCompanionState{}));
+}
+
 void writeSnapshots(const fs::path& folder) {
     Bytes whole;
     json::append(whole, snapshot());
@@ -139,5 +178,6 @@ int main(int argc, char** argv) {
     vexil::writeFrames(std::filesystem::path(argv[1]) / "frames");
     vexil::writeSnapshots(std::filesystem::path(argv[1]) / "snapshot");
     vexil::writeTextSearches(std::filesystem::path(argv[1]) / "text_search");
+    vexil::writeStoreRequests(std::filesystem::path(argv[1]) / "store_requests");
     return 0;
 }
