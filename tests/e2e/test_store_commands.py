@@ -4,11 +4,14 @@ import json
 import re
 import stat
 import subprocess
+import time
 import unicodedata
 
 import pytest
 
 import images
+from companion_double import CompanionDouble, report_text, snapshot, welcomed
+from heartbeats import Heartbeats
 from terminal import run_on_terminal
 
 ID = re.compile(r"[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\n")
@@ -235,3 +238,31 @@ def test_help_is_there_for_every_command(store):
         page = store.run(name, "--help")
         assert f"Usage: vexil-store {name}" in page
         assert all(len(line) <= 80 for line in page.splitlines()), page
+
+
+class TestBesideAServingStore:
+    @pytest.fixture
+    def double(self, bare_session):
+        bare_session.start_bus()
+        heartbeats = Heartbeats(bare_session.bus_address)
+        stand_in = CompanionDouble(heartbeats)
+        yield stand_in
+        stand_in.close()
+        heartbeats.close()
+
+    def test_a_companion_hears_of_each_change_within_a_second(self, store, double):
+        serving = store.session.start_store()
+        with welcomed(double, serving) as link:
+            report_text(link, "copied")
+            link.next("store.changed")
+            copied = snapshot(link)["history"][0]["id"]
+            for change in (["add", "added"], ["pin", copied], ["favorite", copied], ["alias", copied, "name"],
+                           ["edit", copied, "edited"], ["category", "add", "work"], ["delete", copied],
+                           ["clear", "--yes"]):
+                store.run(*change)
+                begin = time.monotonic()
+                link.next("store.changed")
+                assert time.monotonic() - begin < 2, change  # a second, and what a busy machine and a sanitizer take
+            seen = snapshot(link)
+            assert seen["history"] == [] and [category["name"] for category in seen["categories"]] == ["work"]
+        assert store.listed() == []
