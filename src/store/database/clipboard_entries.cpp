@@ -248,7 +248,7 @@ Result<bool, StoreError> ClipboardEntries::hasCategory(const std::optional<Uuid>
 }
 
 Result<std::size_t, StoreError> ClipboardEntries::clear(Clear what) {
-    const auto cleared = connection_.transaction(Access::write, [&]() -> Result<std::size_t, StoreError> {
+    auto cleared = connection_.transaction(Access::write, [&]() -> Result<std::size_t, StoreError> {
         if (auto deleted =
                 connection_.run(what == Clear::everything
                                     ? "DELETE FROM entries"
