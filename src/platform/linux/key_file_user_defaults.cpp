@@ -17,7 +17,7 @@ namespace {
 constexpr const char* kGroup = "defaults";
 
 // The characters that need no escaping in a key file.
-bool isKey(const std::string& key) {
+[[maybe_unused]] bool isKey(const std::string& key) {
     return !key.empty() && std::all_of(key.begin(), key.end(),
                                        [](char c) { return g_ascii_isalnum(c) || c == '.' || c == '-' || c == '_'; });
 }
