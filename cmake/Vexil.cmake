@@ -7,6 +7,9 @@ find_package(Threads REQUIRED)
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+set(VEXIL_DEBUG_INFO -g1 CACHE STRING
+    "With sanitizers: -g1 names functions and lines in their reports; -g adds variables and much time")
+
 find_program(VEXIL_CCACHE ccache)
 if(VEXIL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     # With the base folder set, every clone of the tree shares what another one compiled.
@@ -20,8 +23,8 @@ target_compile_options(vexil_options INTERFACE -Wall -Wextra -Wconversion -Wshad
 target_link_libraries(vexil_options INTERFACE Threads::Threads)
 if(VEXIL_SANITIZE)
     # Without any optimisation every byte of a buffer costs calls, and the tests of large ones take minutes.
-    target_compile_options(vexil_options INTERFACE -O1 -fsanitize=${VEXIL_SANITIZE} -fno-omit-frame-pointer
-                                                   -fno-sanitize-recover=all)
+    target_compile_options(vexil_options INTERFACE -O1 ${VEXIL_DEBUG_INFO} -fsanitize=${VEXIL_SANITIZE}
+                                                   -fno-omit-frame-pointer -fno-sanitize-recover=all)
     # What the sanitizers add misleads this warning of g++; the release preset keeps it.
     target_compile_options(vexil_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(vexil_options INTERFACE -fsanitize=${VEXIL_SANITIZE})
