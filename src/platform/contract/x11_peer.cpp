@@ -5,10 +5,12 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 
@@ -146,6 +148,11 @@ ScriptedOwner::~ScriptedOwner() {
 }
 
 void ScriptedOwner::run() {
+    // A test may end while its owner still writes.
+    sigset_t brokenPipe;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
     while (const auto event = malloced(xcb_wait_for_event(peer_.raw()))) {
         if ((event->response_type & 0x7f) != XCB_SELECTION_REQUEST)
             continue;
