@@ -19,7 +19,7 @@ class ClipboardPanelRandomTest : public PanelFixture, public testing::WithParamI
 protected:
     ClipboardPanelRandomTest() { codec.answerTypeWith(pasteboard_type::kJpeg); }
 
-    std::size_t below(std::size_t limit) { return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random_); }
+    std::size_t below(std::size_t limit) { return std::uniform_int_distribution<std::size_t>(0, limit - 1)(engine); }
     bool oneIn(std::size_t odds) { return below(odds) == 0; }
     template <class T> const T& oneOf(const std::vector<T>& choices) { return choices[below(choices.size())]; }
     std::string name() { return std::string(1, "abcAB"[below(5)]) + std::to_string(below(8)); }
@@ -89,7 +89,7 @@ protected:
     }
 
     void pick() {
-        ++picksBegun_;
+        ++picksBegun;
         model->pick(row());
     }
 
@@ -119,13 +119,13 @@ protected:
         }
         queue.runUntilIdle(); // one link at a time
         main = std::make_unique<TestMainApplication>(queue, network, *server.port());
-        arrivals_.clear();
+        arrivals.clear();
         main->connection().onRequest = [this](auto request) {
-            arrivals_[request.header.id] = queue.now();
+            arrivals[request.header.id] = queue.now();
             main->requests.push_back(std::move(request));
         };
-        isGreeted_ = !oneIn(4);
-        if (isGreeted_)
+        isGreeted = !oneIn(4);
+        if (isGreeted)
             static_cast<void>(main->hello(server.nonce()));
     }
 
@@ -182,7 +182,7 @@ protected:
         checkFocus();
         checkEdit();
         checkRequests();
-        EXPECT_LE(picks, picksBegun_);
+        EXPECT_LE(picks, picksBegun);
     }
 
     static bool holds(const std::string& preview, const std::string& query) {
@@ -242,20 +242,20 @@ protected:
     void checkRequests() {
         if (!main)
             return;
-        EXPECT_TRUE(isGreeted_ || main->requests.empty());
+        EXPECT_TRUE(isGreeted || main->requests.empty());
         int refreshes = 0;
         for (const auto& request : main->requests) {
-            const auto age = queue.now() - arrivals_.at(request.header.id);
+            const auto age = queue.now() - arrivals.at(request.header.id);
             const bool isUnderWay = age < ClipboardLinkConnection::kRequestTimeout;
             refreshes += request.header.m == "store.snapshot" && isUnderWay ? 1 : 0;
         }
         EXPECT_LE(refreshes, 1);
     }
 
-    std::mt19937 random_{GetParam()};
-    std::map<std::string, TimePoint> arrivals_; // of requests, by id
-    bool isGreeted_ = false;                    // the server, by this main application
-    int picksBegun_ = 0;
+    std::mt19937 engine{GetParam()};
+    std::map<std::string, TimePoint> arrivals; // of requests, by id
+    bool isGreeted = false;                    // the server, by this main application
+    int picksBegun = 0;
 };
 
 TEST_P(ClipboardPanelRandomTest, KeepsWhatItPromises) {
@@ -267,7 +267,7 @@ TEST_P(ClipboardPanelRandomTest, KeepsWhatItPromises) {
     }
     queue.advance(20s); // whatever is under way has been answered by now, or given up
     check();
-    EXPECT_EQ(picks, picksBegun_);
+    EXPECT_EQ(picks, picksBegun);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, ClipboardPanelRandomTest, testing::Range(1U, 41U));

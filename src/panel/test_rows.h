@@ -51,6 +51,7 @@ inline ClipboardCategory categoryOf(const std::string& name) {
 
 template <class Rows> std::vector<std::string> previewsOf(const Rows& rows) {
     std::vector<std::string> previews;
+    previews.reserve(rows.size());
     for (const auto& row : rows)
         previews.push_back(row.preview);
     return previews;

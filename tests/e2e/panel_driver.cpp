@@ -26,6 +26,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -184,7 +185,8 @@ private:
     ClipboardPanelModel& model_;
     std::int64_t commands_ = 0;
     std::int64_t picks_ = 0;
-    std::map<Uuid, ClipboardRowSummary> shown_; // as each row was told last: a person may act on a row that has gone
+    std::unordered_map<Uuid, ClipboardRowSummary>
+        shown_; // as each row was told last: a person may act on a row that has gone
     Lifetime lifetime_;
     std::unique_ptr<PanelObservation> observation_;
 };

@@ -16,7 +16,7 @@ struct Color {
 using Picture = std::function<Color(int x, int y)>;
 
 struct PngKind {
-    int colorType; // PNG_COLOR_TYPE_...; RGB is taken for grey as its red, for a palette as its index red / 64
+    int colorType = 0; // PNG_COLOR_TYPE_...; RGB is taken for grey as its red, for a palette as its index red / 64
     int bitDepth = 8;
     bool isInterlaced = false;
     bool hasTransparentColor = false; // black in RGB and grey, entry 0 of the palette: tRNS

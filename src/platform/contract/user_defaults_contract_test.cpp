@@ -54,17 +54,17 @@ public:
         std::optional<bool> told;
         defaults.setBoolean(key, value, [&told](bool isDurable) { told = isDurable; });
         EXPECT_EQ(told, std::nullopt) << "told from within the call";
-        EXPECT_TRUE(queue_.runUntil([&told] { return told.has_value(); }));
+        EXPECT_TRUE(queue.runUntil([&told] { return told.has_value(); }));
         return told.value_or(false);
     }
 
 protected:
-    WaitingMainQueue queue_;
+    WaitingMainQueue queue;
 };
 
 class MemoryHome final : public Home {
 public:
-    std::unique_ptr<UserDefaults> run() override { return std::make_unique<MemoryUserDefaults>(queue_, file_); }
+    std::unique_ptr<UserDefaults> run() override { return std::make_unique<MemoryUserDefaults>(queue, file_); }
     void setWritable(bool writable) override { file_->isWritable = writable; }
 
 private:
@@ -78,7 +78,7 @@ public:
     KeyFileHome& operator=(const KeyFileHome&) = delete;
     ~KeyFileHome() override { setWritable(true); }
     std::unique_ptr<UserDefaults> run() override {
-        return std::make_unique<KeyFileUserDefaults>(queue_, folder_.path() / "VexilShortcut" / "defaults.ini");
+        return std::make_unique<KeyFileUserDefaults>(queue, folder_.path() / "VexilShortcut" / "defaults.ini");
     }
     // A limit of nothing on the size of files is a full disk to a program that writes, even to root.
     void setWritable(bool writable) override {
