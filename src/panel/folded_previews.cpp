@@ -40,9 +40,12 @@ FoldedPreviews::FoldedPreviews(Rows rows, text::CaseRules rules, const FoldedPre
     : rows_(std::move(rows)) {
     FormerRows formerRows(former == nullptr ? nullptr : former->rows_.get());
     std::size_t size = 0;
-    for (const auto& row : *rows_)
+    std::size_t longest = 0;
+    for (const auto& row : *rows_) {
         size += row.preview.size() + 1;
-    text_.reserve(size);
+        longest = std::max(longest, row.preview.size());
+    }
+    text_.reserve(size + longest); // folding takes room for twice the text, and gives back what it did not need
     begins_.reserve(rows_->size() + 1);
     for (const auto& row : *rows_) {
         begins_.push_back(text_.size());
