@@ -110,9 +110,9 @@ TEST(FoldedPreviewsTest, AnswersAsALookAtEachRowByItself) {
 
 TEST(FoldedPreviewsTest, TakesOverFromAFormerListWhatIsTheSame) {
     std::mt19937 random(11);
-    std::vector<std::string> previews;
-    for (int i = 0; i < 300; ++i)
-        previews.push_back("Größe " + std::to_string(i));
+    std::vector<std::string> previews(300);
+    for (std::size_t i = 0; i < previews.size(); ++i)
+        previews[i] = "Größe " + std::to_string(i);
     Rows rows = rowsOf(previews);
     auto former = std::make_shared<const FoldedPreviews>(foldedOf(rows));
     for (int round = 0; round < 50; ++round) {
