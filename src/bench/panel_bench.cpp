@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a keystroke and a new snapshot cost the panel.
+// What a keystroke, a cursor key and a new snapshot cost the panel.
 #include "bench/harness.h"
-#include "link/clipboard_records.h"
-#include "panel/preview_index.h"
-#include "platform/memory/memory_main_queue.h"
+#include "bench/panel_at_work.h"
+#include "bench/panel_rows.h"
+#include "panel/folded_previews.h"
+#include "panel/panel_list.h"
 
 #include <unicode/bytestream.h>
 #include <unicode/casemap.h>
@@ -13,7 +14,6 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -24,70 +24,43 @@ namespace {
 using Rows = std::vector<ClipboardRowSummary>;
 using text::CaseRules;
 
-constexpr std::size_t kCharactersPerRow = 200;
+constexpr std::size_t kRowsToFilter = 100'000;
+constexpr std::size_t kRowsToReload = 10'000;
+constexpr std::size_t kCharacters = 200;
 
 void require(bool condition, const char* what) {
     if (!condition)
         throw std::runtime_error(what);
 }
 
-// What people copy: five rows of nine are ASCII, the others are of as many scripts.
-constexpr std::string_view kWords[][14] = {
-    {"The", "quick", "brown", "fox", "meeting", "tomorrow", "at", "Error", "please", "report", "invoice", "Review",
-     "for", "server"},
-    {"const", "auto", "return", "std::string", "if", "(!result)", "{", "}", "errno", "<", "int", "value;",
-     "==", "nullptr"},
-    {"https://example.com/", "index.html?", "utm_source=", "search&q=", "docs/", "en-US/", "issues/", "4711", "#L120",
-     "blob/", "main/", "src/", "image.png", "www."},
-    {"2026-11-21", "18:46:35", "ERROR", "INFO", "worker", "failed", "to", "connect", "127.0.0.1", "timeout", "after",
-     "5000ms", "id=", "0x7ffe"},
-    {"Dear", "colleagues", "attached", "find", "the", "minutes", "of", "Monday", "and", "regards", "Erika", "office",
-     "projector", "lunch"},
-    {"Größe", "Straße", "für", "und", "über", "Müller", "Rechnung", "Überweisung", "prêt", "déjà", "café", "Français",
-     "señor", "niño"},
-    {"Привет", "мир", "встреча", "завтра", "в", "Отчёт", "сервер", "ошибка", "Москва", "и", "на", "не", "пожалуйста",
-     "файл"},
-    {"世界", "你好", "会议", "明天", "报告", "服务器", "错误", "こんにちは", "カタカナ", "サーバー", "東京", "の",
-     "한국어", "서버"},
-    {"Καλημέρα", "κόσμε", "Tiếng", "Việt", "नमस्ते", "दुनिया", "שלום", "مرحبا", "cafe\u0301", "😀", "Ελλάδα", "đẹp", "สวัสดี",
-     "und"},
+// Three characters, then a fourth: of words that many rows have, that few have, and that none has. None of them goes on
+// where the one before it stopped.
+struct Typed {
+    std::string_view three;
+    std::string_view four;
+};
+constexpr Typed kTyped[] = {
+    {"err", "erro"}, {"rep", "repo"}, {"ser", "serv"}, {"und", "und "},       {"grö", "größ"},        {"htt", "http"},
+    {"127", "127."}, {"вст", "встр"}, {"оши", "ошиб"}, {"服务器", "服务器 "}, {"caf\u00e9", "café "}, {"zzq", "zzqx"},
 };
 
-std::size_t charactersIn(std::string_view utf8) {
-    return static_cast<std::size_t>(std::count_if(
-        utf8.begin(), utf8.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
-}
-
-PreviewIndex::Rows rowsOf(std::size_t count) {
-    std::mt19937 random(1);
-    auto rows = std::make_shared<Rows>(count);
-    for (auto& row : *rows) {
-        row.id = Uuid::random();
-        const auto& words = kWords[random() % std::size(kWords)];
-        std::size_t characters = 0;
-        while (characters < kCharactersPerRow) {
-            const std::string_view word = words[random() % std::size(words)];
-            row.preview.append(word).append(" ");
-            characters += charactersIn(word) + 1;
-        }
-    }
-    return rows;
-}
-
-// A person at the keys, with a worker that has always had the time to fold.
-class Searcher {
+// A list in which somebody searches, whose worker has always had the time to fold.
+class SearchedList {
 public:
-    explicit Searcher(PreviewIndex::Rows rows) {
-        index_.assign(std::move(rows));
-        mainQueue_.runUntilIdle();
+    SearchedList() {
+        list_.assign(std::make_shared<const Rows>(bench::sampleRows(kRowsToFilter, kCharacters)));
+        queue_.runUntilIdle();
     }
 
-    std::size_t hits(std::string_view query) { return index_.matching(query).size(); }
+    // Milliseconds; `found` is the number of rows.
+    double type(std::string_view query, std::size_t& found) {
+        return bench::millisecondsOf([&] { found = list_.matching(query, std::nullopt).size(); });
+    }
 
 private:
-    MemoryMainQueue mainQueue_;
-    MemorySerialQueue worker_{mainQueue_};
-    PreviewIndex index_{mainQueue_, worker_, CaseRules::common};
+    MemoryMainQueue queue_;
+    MemorySerialQueue worker_{queue_};
+    PanelList list_{queue_, worker_, CaseRules::common};
 };
 
 // Rows with the needle, and nothing else: which ones, nobody asks.
@@ -103,87 +76,127 @@ std::size_t rowsFoundByMemmem(std::string_view folded, std::string_view needle) 
     return rows;
 }
 
-// Three characters typed, then a fourth; from words that many rows have, that few have, and that none has.
-struct Typed {
-    std::string_view three;
-    std::string_view four;
-};
-constexpr Typed kTyped[] = {
-    {"err", "erro"}, {"rep", "repo"}, {"ser", "serv"},   {"und", "und "},    {"grö", "größ"},        {"http", "https"},
-    {"127", "127."}, {"вст", "встр"}, {"ошиб", "ошибк"}, {"服务", "服务器"}, {"caf\u00e9", "café "}, {"zzq", "zzqx"},
-};
-
-constexpr std::size_t kRowsOfFilter = 100'000;
-
 bench::Trial panelFilter() {
-    const auto rows = rowsOf(kRowsOfFilter);
-    const auto searcher = std::make_shared<Searcher>(rows);
-    const auto folded = std::make_shared<const FoldedPreviews>(rows, CaseRules::common);
+    const auto list = std::make_shared<SearchedList>();
+    const auto folded = std::make_shared<const FoldedPreviews>(
+        std::make_shared<const Rows>(bench::sampleRows(kRowsToFilter, kCharacters)), CaseRules::common);
+    const auto needles = std::make_shared<std::vector<std::string>>();
     const auto expected = std::make_shared<std::vector<std::size_t>>();
-    for (const auto& typed : kTyped)
-        expected->push_back(rowsFoundByMemmem(folded->text(), text::fold(typed.three, CaseRules::common)));
+    for (const auto& typed : kTyped) {
+        needles->push_back(text::fold(typed.three, CaseRules::common));
+        expected->push_back(rowsFoundByMemmem(folded->text(), needles->back()));
+    }
     return {[=] {
                 double time = 0;
                 for (std::size_t i = 0; i < std::size(kTyped); ++i) {
-                    std::size_t hits = 0;
-                    time += bench::millisecondsOf([&] { hits = searcher->hits(kTyped[i].three); });
-                    require(hits <= (*expected)[i], "the index finds what is not there");
+                    std::size_t found = 0;
+                    time += list->type(kTyped[i].three, found);
+                    require(found == (*expected)[i], "memmem finds other rows");
                 }
-                return time / static_cast<double>(std::size(kTyped));
+                return time / std::size(kTyped);
             },
             [=] {
                 double time = 0;
-                for (std::size_t i = 0; i < std::size(kTyped); ++i) {
-                    const std::string needle = text::fold(kTyped[i].three, CaseRules::common);
-                    std::size_t hits = 0;
-                    time += bench::millisecondsOf([&] { hits = rowsFoundByMemmem(folded->text(), needle); });
-                    require(hits == (*expected)[i], "memmem finds something else");
-                }
-                return time / static_cast<double>(std::size(kTyped));
+                for (const auto& needle : *needles)
+                    time += bench::millisecondsOf([&] { bench::keep(rowsFoundByMemmem(folded->text(), needle)); });
+                return time / std::size(kTyped);
             }};
 }
 
 bench::Trial panelNarrow() {
-    const auto searcher = std::make_shared<Searcher>(rowsOf(kRowsOfFilter));
-    const auto whole = std::make_shared<Searcher>(rowsOf(kRowsOfFilter));
-    return {[=] {
-                double time = 0;
-                for (const auto& typed : kTyped) {
-                    const std::size_t before = searcher->hits(typed.three);
-                    std::size_t after = 0;
-                    time += bench::millisecondsOf([&] { after = searcher->hits(typed.four); });
-                    require(after <= before, "a longer query finds more");
-                }
-                return time / static_cast<double>(std::size(kTyped));
-            },
-            [=] {
-                double time = 0;
-                for (const auto& typed : kTyped) {
-                    time += bench::millisecondsOf([&] { bench::keep(whole->hits(typed.three)); });
-                }
-                return time / static_cast<double>(std::size(kTyped));
-            }};
+    const auto list = std::make_shared<SearchedList>();
+    const auto type = [list](bool isFourth) {
+        double three = 0;
+        double four = 0;
+        for (const auto& typed : kTyped) {
+            std::size_t before = 0;
+            std::size_t after = 0;
+            three += list->type(typed.three, before);
+            four += list->type(typed.four, after);
+            require(after <= before && (before == 0 || after > 0), "the fourth character finds more, or nothing");
+        }
+        return (isFourth ? four : three) / std::size(kTyped);
+    };
+    return {[=] { return type(true); }, [=] { return type(false); }};
 }
 
+// From the arrival of a snapshot of which nothing is known until it can be searched.
 bench::Trial panelReload() {
-    const auto rows = rowsOf(10'000);
+    const auto panel = std::make_shared<bench::PanelAtWork>();
+    const auto snapshots = std::make_shared<const std::array<Rows, 2>>(
+        std::array{bench::sampleRows(kRowsToReload, kCharacters, 1), bench::sampleRows(kRowsToReload, kCharacters, 2)});
+    const auto round = std::make_shared<std::size_t>(0);
     return {[=] {
-                return bench::millisecondsOf([&] {
-                    const FoldedPreviews folded(rows, CaseRules::common);
-                    bench::keep(folded);
-                });
+                const double reload = panel->receive((*snapshots)[++*round % 2]);
+                return reload + panel->afterwards();
             },
             [=] {
+                const Rows& rows = (*snapshots)[*round % 2];
+                std::string folded;
                 return bench::millisecondsOf([&] {
-                    std::string folded;
                     icu::StringByteSink<std::string> sink(&folded);
-                    for (const auto& row : *rows) {
+                    for (const auto& row : rows) {
                         UErrorCode status = U_ZERO_ERROR;
                         icu::CaseMap::utf8Fold(U_FOLD_CASE_DEFAULT, row.preview, sink, nullptr, status);
                     }
                     bench::keep(folded);
                 });
             }};
+}
+
+// How long the longest turn is: of a snapshot of which nothing is known, and of one with one row more, as it comes
+// after each action, while a query is typed. A view asks for its rows in the same turn.
+bench::Trial panelReloadStall() {
+    const auto panel = std::make_shared<bench::PanelAtWork>();
+    const auto seed = std::make_shared<unsigned>(0);
+    return {[=] {
+                Rows rows = bench::sampleRows(kRowsToReload, kCharacters, ++*seed);
+                auto& model = panel->model();
+                const auto shownRows = [&](const Rows& history) {
+                    const double reload = panel->receive(history);
+                    std::size_t shown = 0;
+                    const double show = bench::millisecondsOf([&] { shown = model.visibleRows().size(); });
+                    require(shown > 0, "nothing is shown");
+                    panel->afterwards();
+                    return std::max(reload + show, panel->modelQueue().takeLongestTurn());
+                };
+                model.setQuery("");
+                const double unknown = shownRows(rows);
+                model.setQuery("rep");
+                rows.insert(rows.begin(), bench::sampleRows(1, kCharacters, ++*seed).front());
+                return std::max(unknown, shownRows(rows));
+            },
+            [] { return 2.0; }};
+}
+
+constexpr std::size_t kSteps = 98;
+
+// As many steps down as up, from the middle of the list, with a view that asks for the selected row at each.
+bench::Trial panelMove() {
+    const auto panelOf = [](std::size_t count) {
+        auto panel = std::make_shared<bench::PanelAtWork>();
+        panel->receive(bench::sampleRows(count, 1));
+        panel->afterwards();
+        return panel;
+    };
+    const auto microsecondsOfMoves = [](bench::PanelAtWork& panel) {
+        auto& model = panel.model();
+        const auto rows = model.visibleRows();
+        model.setFocus(PanelFocus::row(rows[rows.size() / 2].id));
+        bench::keep(model.selectedRow());
+        const double time = bench::microsecondsOf([&] {
+            for (std::size_t step = 0; step < kSteps; ++step) {
+                require(model.moveSelection(step < kSteps / 2 ? 1 : -1), "the key is not used");
+                bench::keep(model.selectedRow());
+            }
+        });
+        require(model.selectedIndex() == rows.size() / 2, "the way back ends elsewhere");
+        panel.afterwards();
+        return time / kSteps;
+    };
+    const auto large = panelOf(kRowsToFilter);
+    const auto small = panelOf(100);
+    return {[=] { return microsecondsOfMoves(*large); }, [=] { return microsecondsOfMoves(*small); }};
 }
 
 } // namespace
@@ -194,5 +207,7 @@ int main(int argc, char** argv) {
     return bench::run(argc, argv,
                       {{"panel.filter", "ms", panelFilter},
                        {"panel.narrow", "ms", panelNarrow},
-                       {"panel.reload", "ms", panelReload}});
+                       {"panel.reload", "ms", panelReload},
+                       {"panel.reload-stall", "ms", panelReloadStall},
+                       {"panel.move", "us", panelMove}});
 }
