@@ -18,7 +18,7 @@ public:
 
     // None where the row is new, or was moved too far, or has another preview.
     std::optional<std::size_t> find(const ClipboardRowSummary& row) {
-        static constexpr std::size_t kLookAhead = 8;
+        static constexpr std::size_t kLookAhead = 16;
         const std::size_t end = rows_ == nullptr ? 0 : std::min(rows_->size(), next_ + kLookAhead);
         for (std::size_t i = next_; i < end; ++i) {
             if ((*rows_)[i].id == row.id) {
@@ -83,23 +83,30 @@ FoldedPreviews::Matches FoldedPreviews::matching(text::Query query) const {
     return found;
 }
 
-FoldedPreviews::Matches FoldedPreviews::matching(text::Query query, const Matches& former) const {
+FoldedPreviews::Matches FoldedPreviews::matching(text::Query query, Matches former) const {
     // How many rows ahead the processor is told what it will need: rows that match lie far apart in memory.
-    static constexpr std::size_t kAhead = 8;
+    static constexpr std::size_t kAhead = 16;
     if (!query.narrows(former.query))
         return matching(std::move(query));
-    Matches found{std::move(query), {}, {}};
-    const bool extends = found.query.extends(former.query);
+    const bool extends = query.extends(former.query);
     const auto placeOf = [&](std::size_t i) { return begins_[former.rows[i]] + (extends ? former.hits[i] : 0); };
-    for (std::size_t i = 0; i < former.rows.size(); ++i) {
-        if (i + kAhead < former.rows.size())
+    const std::size_t count = former.rows.size();
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i + kAhead < count)
             __builtin_prefetch(text_.data() + placeOf(i + kAhead));
-        const std::size_t row = former.rows[i];
-        const std::size_t hit = found.query.find(text_, placeOf(i), begins_[row + 1]);
-        if (hit != text::Query::kNotFound)
-            found.add(row, hit - begins_[row]);
+        const std::uint32_t row = former.rows[i];
+        const std::size_t hit = query.find(text_, placeOf(i), begins_[row + 1]);
+        if (hit == text::Query::kNotFound)
+            continue;
+        former.rows[kept] = row;
+        former.hits[kept] = static_cast<std::uint32_t>(hit - begins_[row]);
+        ++kept;
     }
-    return found;
+    former.rows.resize(kept);
+    former.hits.resize(kept);
+    former.query = std::move(query);
+    return former;
 }
 
 } // namespace vexil

@@ -40,8 +40,9 @@ public:
     };
 
     [[nodiscard]] Matches matching(text::Query query) const;
-    // Looks only at the rows that matched the former query, where the new one narrows it.
-    [[nodiscard]] Matches matching(text::Query query, const Matches& former) const;
+    // Looks only at the rows that matched the former query, where the new one narrows it. `former` is of these
+    // previews.
+    [[nodiscard]] Matches matching(text::Query query, Matches former) const;
 
 private:
     [[nodiscard]] std::string_view previewOf(std::size_t row) const {

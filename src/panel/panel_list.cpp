@@ -32,8 +32,9 @@ std::vector<std::uint32_t> PanelList::matching(std::string_view query, const std
     std::vector<std::uint32_t> numbers;
     if (query.empty()) {
         numbers = present_;
+    } else if (const auto& found = index_.matching(query); present_.size() == rows_->size()) {
+        numbers = found; // nothing has been taken off
     } else {
-        const auto& found = index_.matching(query);
         numbers.reserve(std::min(found.size(), present_.size()));
         std::set_intersection(found.begin(), found.end(), present_.begin(), present_.end(),
                               std::back_inserter(numbers));

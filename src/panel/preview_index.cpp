@@ -32,8 +32,8 @@ void PreviewIndex::assign(Rows rows) {
 const PreviewIndex::Numbers& PreviewIndex::matching(std::string_view query) {
     if (!answer_ || answer_->queryText != query) {
         text::Query next(query, rules_);
-        auto matches =
-            answer_ ? folded().matching(std::move(next), answer_->matches) : folded().matching(std::move(next));
+        auto matches = answer_ ? folded().matching(std::move(next), std::move(answer_->matches))
+                               : folded().matching(std::move(next));
         answer_.emplace(Answer{std::string(query), std::move(matches)});
     }
     return answer_->matches.rows;
