@@ -39,7 +39,7 @@ std::size_t charactersIn(std::string_view utf8) {
 }
 
 Uuid idOf(unsigned seed, std::size_t number) {
-    std::array<char, Uuid::kTextLength + 1> text{};
+    std::array<char, 2 * Uuid::kTextLength> text{};
     std::snprintf(text.data(), text.size(), "%08x-0000-4000-8000-%012zx", seed, number);
     return *Uuid::parse({text.data(), Uuid::kTextLength});
 }
