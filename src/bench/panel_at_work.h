@@ -61,7 +61,7 @@ private:
     MemoryImageCodec codec_;
     MemoryPasteboard pasteboard_{queue_};
     MemorySerialQueue worker_{queue_};
-    MemoryUserDefaults defaults_;
+    MemoryUserDefaults defaults_{queue_};
     ClipboardLinkServer server_{queue_, network_, random_};
     ClipboardWatcher watcher_{queue_, pasteboard_, worker_, codec_, server_};
     std::unique_ptr<ClipboardPanelModel> model_;
