@@ -54,8 +54,8 @@ struct HostsCompanionState {
     bool isInSync = false; // the file holds exactly what the current profiles would produce
     std::int64_t appliedHostnameCount = 0;
     std::int64_t appliedProfileCount = 0;
-    std::optional<Date> lastAppliedAt;    // last success of this run
-    std::optional<std::string> lastError; // last failure, worded for the user
+    std::optional<Date> lastAppliedAt = std::nullopt;    // last success of this run
+    std::optional<std::string> lastError = std::nullopt; // last failure, worded for the user
     bool isApplying = false;
 
     bool operator==(const HostsCompanionState&) const = default;

@@ -7,6 +7,9 @@
 #include "store/database/clipboard_categories.h"
 #include "store/database/clipboard_entries.h"
 #include "store/database/clipboard_lists.h"
+#include "store/database/companion_record.h"
+#include "store/database/hosts_profiles.h"
+#include "store/database/hosts_requests.h"
 #include "store/database/sqlite_connection.h"
 #include "store/database/store_error.h"
 
@@ -31,6 +34,9 @@ public:
     [[nodiscard]] ClipboardLists lists() { return ClipboardLists(connection_); }
     [[nodiscard]] ClipboardCategories categories() { return ClipboardCategories(connection_); }
     [[nodiscard]] ClipboardArchive archive() { return ClipboardArchive(connection_); }
+    [[nodiscard]] HostsProfiles hostsProfiles() { return HostsProfiles(connection_); }
+    [[nodiscard]] HostsRequests hostsRequests() { return HostsRequests(connection_); }
+    [[nodiscard]] CompanionRecord companionRecord() { return CompanionRecord(connection_); }
 
     // Raised by every change of entries and categories, by whichever process.
     Result<std::int64_t, StoreError> revision();

@@ -97,8 +97,45 @@ CREATE INDEX found_beside_contents ON entries (alias, kind, preview) WHERE alias
 PRAGMA user_version = 2;
 )sql";
 
+// Profiles are unique by their folded names; their sizes are those that they have in a snapshot. hosts_state is the
+// JSON of what the companion said. The companion's one row is written by the process that serves, as are the outcomes
+// of requests; requests come from others.
+constexpr const char* kHosts = R"sql(
+ALTER TABLE store ADD COLUMN hosts_revision INTEGER NOT NULL DEFAULT 0;
+
+CREATE TABLE hosts_profiles (
+    id          TEXT PRIMARY KEY,
+    name        TEXT NOT NULL,
+    folded_name TEXT NOT NULL UNIQUE,
+    content     TEXT NOT NULL,
+    is_enabled  INTEGER NOT NULL,
+    updated_at  REAL NOT NULL,
+    size        INTEGER NOT NULL,
+    sort_order  INTEGER NOT NULL
+) STRICT;
+
+CREATE TABLE companion (
+    one            INTEGER PRIMARY KEY CHECK (one = 1),
+    linked_since   REAL,
+    hot_key_active INTEGER,
+    hosts_state_at REAL,
+    hosts_state    TEXT
+) STRICT;
+INSERT INTO companion (one) VALUES (1);
+
+CREATE TABLE hosts_requests (
+    number      INTEGER PRIMARY KEY AUTOINCREMENT,
+    remove_all  INTEGER NOT NULL,
+    patience_ms INTEGER NOT NULL,
+    outcome     TEXT,
+    hosts_state TEXT
+) STRICT;
+
+PRAGMA user_version = 3;
+)sql";
+
 // The step at index n leads from schema n to n + 1, and sets user_version itself.
-constexpr std::array kSteps = {kFirstSchema, kHistoryLimit};
+constexpr std::array kSteps = {kFirstSchema, kHistoryLimit, kHosts};
 
 StoreError foreign(const std::filesystem::path& file) {
     return {file.string() + " is a database of another program"};
