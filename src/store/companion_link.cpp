@@ -25,6 +25,8 @@ std::optional<CompanionHeartbeat> CompanionHeartbeat::parse(const DistributedNot
     if (nonce->second.empty() || nonce->second.size() > kMaxNonceLength)
         return std::nullopt;
     heartbeat.nonce = nonce->second;
+    if (const auto hotKey = userInfo.find("hotkeyActive"); hotKey != userInfo.end())
+        heartbeat.isHotKeyActive = hotKey->second == "1";
     return heartbeat;
 }
 
@@ -77,14 +79,15 @@ void CompanionLink::connect(const CompanionHeartbeat& heartbeat) {
 }
 
 void CompanionLink::sayHello(const CompanionHeartbeat& heartbeat) {
-    connection_->sendRequest(
-        ClipboardLinkMethod::hello, ClipboardHello{heartbeat.nonce, "vexil-store", build_}, std::nullopt,
-        lifetime_.guard([this, port = heartbeat.port](const Result<Message, ClipboardLinkError>& answer) {
-            helloAnswered(port, answer);
-        }));
+    connection_->sendRequest(ClipboardLinkMethod::hello, ClipboardHello{heartbeat.nonce, "vexil-store", build_},
+                             std::nullopt,
+                             lifetime_.guard([this, heartbeat](const Result<Message, ClipboardLinkError>& answer) {
+                                 helloAnswered(heartbeat, answer);
+                             }));
 }
 
-void CompanionLink::helloAnswered(std::uint16_t port, const Result<Message, ClipboardLinkError>& answer) {
+void CompanionLink::helloAnswered(const CompanionHeartbeat& heartbeat,
+                                  const Result<Message, ClipboardLinkError>& answer) {
     if (const auto failure = failureOf(answer)) {
         if (onHelloFailure)
             onHelloFailure(*failure);
@@ -92,10 +95,10 @@ void CompanionLink::helloAnswered(std::uint16_t port, const Result<Message, Clip
         return;
     }
     isConnected_ = true;
-    linkedPort_ = port;
+    linkedPort_ = heartbeat.port;
     heartbeatsOfOthers_.clear();
     if (onConnect)
-        onConnect(port);
+        onConnect(heartbeat);
 }
 
 std::optional<HelloFailure> CompanionLink::failureOf(const Result<Message, ClipboardLinkError>& answer) const {
@@ -123,9 +126,9 @@ void CompanionLink::respond(const Message& request, ClipboardLinkConnection::Rep
         connection_->respond(request, std::move(reply), std::move(attachment));
 }
 
-void CompanionLink::sendEvent(ClipboardLinkMethod method) {
+void CompanionLink::sendEvent(ClipboardLinkMethod method, ClipboardLinkPayload payload) {
     if (isConnected_)
-        connection_->sendEvent(method, std::monostate());
+        connection_->sendEvent(method, std::move(payload));
 }
 
 } // namespace vexil

@@ -22,7 +22,8 @@ struct CompanionHeartbeat {
     static constexpr std::size_t kMaxNonceLength = 1024;
 
     std::uint16_t port = 0;
-    std::string nonce; // not empty
+    std::string nonce;                                 // not empty
+    std::optional<bool> isHotKeyActive = std::nullopt; // none where it does not say
 
     // None where the companion does not listen yet, and where the notice makes no sense.
     static std::optional<CompanionHeartbeat> parse(const DistributedNotifications::UserInfo& userInfo);
@@ -63,8 +64,8 @@ public:
     CompanionLink(const CompanionLink&) = delete;
     CompanionLink& operator=(const CompanionLink&) = delete;
 
-    UniqueFunction<void(std::uint16_t port)> onConnect; // the companion has accepted the hello
-    UniqueFunction<void()> onDisconnect;                // after onConnect
+    UniqueFunction<void(const CompanionHeartbeat&)> onConnect; // the companion has accepted the hello
+    UniqueFunction<void()> onDisconnect;                       // after onConnect
     UniqueFunction<void(const HelloFailure&)> onHelloFailure;
     // Only while connected: what comes before the hello is accepted is dropped.
     UniqueFunction<void(Message)> onRequest;
@@ -75,14 +76,14 @@ public:
     [[nodiscard]] bool isConnected() const { return isConnected_; }
     // Both do nothing while not connected.
     void respond(const Message& request, ClipboardLinkConnection::Reply reply, std::optional<Bytes> attachment);
-    void sendEvent(ClipboardLinkMethod method);
+    void sendEvent(ClipboardLinkMethod method, ClipboardLinkPayload payload = std::monostate());
 
 private:
     void hear(const CompanionHeartbeat& heartbeat);
     [[nodiscard]] bool isSucceededBy(std::uint16_t port);
     void connect(const CompanionHeartbeat& heartbeat);
     void sayHello(const CompanionHeartbeat& heartbeat);
-    void helloAnswered(std::uint16_t port, const Result<Message, ClipboardLinkError>& answer);
+    void helloAnswered(const CompanionHeartbeat& heartbeat, const Result<Message, ClipboardLinkError>& answer);
     [[nodiscard]] std::optional<HelloFailure> failureOf(const Result<Message, ClipboardLinkError>& answer) const;
     void closed();
 

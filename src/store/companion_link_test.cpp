@@ -37,7 +37,7 @@ struct Companion {
 class CompanionLinkTest : public testing::Test {
 protected:
     CompanionLinkTest() {
-        link.onConnect = [this](std::uint16_t) { ++connects; };
+        link.onConnect = [this](const CompanionHeartbeat&) { ++connects; };
         link.onDisconnect = [this] { ++disconnects; };
         link.onHelloFailure = [this](const HelloFailure& failure) { failures.push_back(failure); };
         link.onRequest = [this](CompanionLink::Message request) {
@@ -72,7 +72,10 @@ protected:
 
 TEST(CompanionHeartbeatTest, ReadsPortAndNonce) {
     EXPECT_EQ(CompanionHeartbeat::parse({{"hotkeyActive", "1"}, {"port", "65535"}, {"nonce", "abc="}}),
-              (CompanionHeartbeat{65535, "abc="}));
+              (CompanionHeartbeat{65535, "abc=", true}));
+    EXPECT_EQ(CompanionHeartbeat::parse({{"hotkeyActive", "0"}, {"port", "1"}, {"nonce", "a"}}),
+              (CompanionHeartbeat{1, "a", false}));
+    EXPECT_EQ(CompanionHeartbeat::parse({{"port", "1"}, {"nonce", "a"}}), (CompanionHeartbeat{1, "a", std::nullopt}));
 }
 
 TEST(CompanionHeartbeatTest, IgnoresWhatMakesNoSense) {

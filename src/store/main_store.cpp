@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -22,6 +23,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace vexil {
@@ -74,6 +76,7 @@ CommandResult serve(const CommandContext& context, const ServeOptions& options) 
     }
     server.start();
     queue.runUntilTerminated();
+    server.stop();
     return Done{};
 }
 
@@ -121,6 +124,7 @@ int run(int argc, char** argv) {
         .output = output,
         .messages = messages,
         .now = [] { return SystemWallClock().now(); },
+        .pause = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
         .toJpeg = [](ByteView image) { return PixbufImageCodec().toJpeg(image, kJpegQuality); },
         .editor = editor(),
         .temporaryFolder = temporaryFolder(),

@@ -9,6 +9,7 @@
 #include "platform/wall_clock.h"
 #include "store/companion_link.h"
 #include "store/database/store_database.h"
+#include "store/store_hosts.h"
 #include "store/store_service.h"
 #include "store/store_watch.h"
 
@@ -30,13 +31,17 @@ public:
     UniqueFunction<void(const std::string&)> onFailure;
 
     void start();
+    // Before the process ends: takes back what the database says of the companion.
+    void stop();
 
 private:
+    [[nodiscard]] StoreService::Answer answer(const CompanionLink::Message& request);
     void notice(const std::string& sentence);
     void fail(const std::string& sentence);
     void helloFailed(const HelloFailure& failure);
 
     StoreService service_;
+    StoreHosts hosts_;
     StoreWatch watch_;
     CompanionLink link_;
     std::string lastHelloFailure_; // the sentence that was said, until a hello is accepted

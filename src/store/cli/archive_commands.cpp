@@ -4,6 +4,7 @@
 #include "store/cli/archive_line.h"
 #include "store/cli/archive_reader.h"
 #include "store/cli/command_line.h"
+#include "store/cli/counted.h"
 #include "store/cli/file_access.h"
 #include "store/cli/progress_bar.h"
 #include "store/cli/replaced_file.h"
@@ -19,10 +20,6 @@
 namespace vexil {
 
 namespace {
-
-std::string counted(std::uint64_t count, const std::string& one, const std::string& many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
 
 std::string entriesText(std::uint64_t count) {
     return counted(count, "entry", "entries");
@@ -92,7 +89,9 @@ std::uint64_t sizeOfRegularFile(int descriptor) {
 std::string summaryOf(const ClipboardArchive::Outcome& outcome) {
     std::string summary = "imported " + entriesText(outcome.added);
     if (outcome.categories > 0)
-        summary += " and " + counted(outcome.categories, "category", "categories");
+        summary += (outcome.hostsProfiles > 0 ? ", " : " and ") + counted(outcome.categories, "category", "categories");
+    if (outcome.hostsProfiles > 0)
+        summary += " and " + counted(outcome.hostsProfiles, "hosts profile");
     if (outcome.known > 0)
         summary += "; " + entriesText(outcome.known) + (outcome.known == 1 ? " was" : " were") + " there already";
     if (outcome.fellOut > 0)

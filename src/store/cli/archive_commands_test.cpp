@@ -68,6 +68,20 @@ protected:
     }
 };
 
+TEST_F(ArchiveCommandsTest, TheHostsProfilesGoAlong) {
+    fill();
+    input = "10.0.0.5 api.test # east\n";
+    outputOf({"hosts", "add", "Work", "-", "--disabled"});
+    outputOf({"hosts", "add", "Empty"});
+    const std::string before = outputOf({"hosts", "list", "--json"});
+    outputOf({"export", pathOf("all.jsonl")});
+    wipe();
+    EXPECT_EQ(outputOf({"import", pathOf("all.jsonl")}), "imported 4 entries, 2 categories and 2 hosts profiles\n");
+    EXPECT_EQ(outputOf({"hosts", "list", "--json"}), before);
+    EXPECT_EQ(outputOf({"import", pathOf("all.jsonl")}), "imported 0 entries; 4 entries were there already\n");
+    EXPECT_EQ(outputOf({"hosts", "list", "--json"}), before);
+}
+
 TEST_F(ArchiveCommandsTest, WhatIsExportedComesBackAsItWas) {
     fill();
     const std::string before = everything();

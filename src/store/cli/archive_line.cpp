@@ -16,6 +16,12 @@ ArchiveLine lineOf(const ClipboardCategory& category) {
     return line;
 }
 
+ArchiveLine lineOf(const HostsProfile& profile) {
+    ArchiveLine line;
+    line.hostsProfile = profile;
+    return line;
+}
+
 ArchiveLine lineOf(const ArchivedEntry& archived) {
     ArchiveLine line;
     line.entry = archived.entry;
@@ -41,7 +47,8 @@ Result<ArchiveLine, StoreError> parseArchiveLine(ByteView text) {
     if (!line)
         return Failure{StoreError{"this is no line of an export: " + std::string(line.error().reason)}};
     const ArchiveLine& read = line.value();
-    const int kinds = (read.header ? 1 : 0) + (read.category ? 1 : 0) + (read.entry ? 1 : 0) + (read.end ? 1 : 0);
+    const int kinds = (read.header ? 1 : 0) + (read.category ? 1 : 0) + (read.hostsProfile ? 1 : 0) +
+                      (read.entry ? 1 : 0) + (read.end ? 1 : 0);
     if (kinds != 1 || read.isInHistory.has_value() != read.entry.has_value())
         return Failure{StoreError{"this is no line of an export"}};
     return std::move(line).value();
@@ -50,6 +57,8 @@ Result<ArchiveLine, StoreError> parseArchiveLine(ByteView text) {
 std::optional<ArchivedItem> itemOf(ArchiveLine line) {
     if (line.category)
         return *std::move(line.category);
+    if (line.hostsProfile)
+        return *std::move(line.hostsProfile);
     if (line.entry)
         return ArchivedEntry{*std::move(line.entry), line.isInHistory.value_or(true)};
     return std::nullopt;

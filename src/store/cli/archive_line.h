@@ -4,8 +4,9 @@
 //
 //     {"header":{"format":"vexil-store","version":1}}
 //     {"category":{"id":"...","name":"work","colorTag":"red","order":0}}
+//     {"hostsProfile":{"id":"...","name":"work","content":"10.0.0.5 api.test\n",...}}
 //     {"entry":{"id":"...","kind":"text","text":"hello",...},"isInHistory":true}
-//     {"end":{"items":2}}
+//     {"end":{"items":3}}
 //
 // Another kind of item is another member here and another alternative of ArchivedItem. A newer program writes another
 // version where an older one would lose something that it does not know.
@@ -15,6 +16,7 @@
 #include "base/json_fields.h"
 #include "base/result.h"
 #include "link/clipboard_records.h"
+#include "link/hosts_records.h"
 #include "store/database/clipboard_archive.h"
 #include "store/database/store_error.h"
 
@@ -48,14 +50,18 @@ constexpr auto jsonFields(json::Tag<ArchiveEnd>) {
 struct ArchiveLine {
     std::optional<ArchiveHeader> header;
     std::optional<ClipboardCategory> category;
+    std::optional<HostsProfile> hostsProfile;
     std::optional<ClipboardEntry> entry;
     std::optional<bool> isInHistory;
     std::optional<ArchiveEnd> end;
 };
 constexpr auto jsonFields(json::Tag<ArchiveLine>) {
     using R = ArchiveLine;
-    return std::tuple{json::Field{"header", &R::header}, json::Field{"category", &R::category},
-                      json::Field{"entry", &R::entry}, json::Field{"isInHistory", &R::isInHistory},
+    return std::tuple{json::Field{"header", &R::header},
+                      json::Field{"category", &R::category},
+                      json::Field{"hostsProfile", &R::hostsProfile},
+                      json::Field{"entry", &R::entry},
+                      json::Field{"isInHistory", &R::isInHistory},
                       json::Field{"end", &R::end}};
 }
 

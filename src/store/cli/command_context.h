@@ -6,6 +6,7 @@
 #include "store/cli/command_streams.h"
 #include "store/database/store_folder.h"
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -20,6 +21,7 @@ struct CommandContext {
     OutputStream output;
     OutputStream messages; // standard error: what is no part of the result
     std::function<Date()> now;
+    std::function<void(std::chrono::milliseconds)> pause; // lets that time go by
     // A JPEG of an image in any format that is known; none where it cannot be read.
     std::function<std::optional<Bytes>(ByteView image)> toJpeg;
     std::string editor;                    // a command of the shell, to which the name of a file is appended

@@ -49,6 +49,7 @@ CommandLineFixture::Outcome CommandLineFixture::run(const std::vector<std::strin
         .output = {out, terminal},
         .messages = {err, messagesTerminal},
         .now = [this] { return now; },
+        .pause = [this](std::chrono::milliseconds time) { pause(time); },
         .toJpeg = [this](ByteView image) { return toJpeg(image); },
         .editor = editor,
         .temporaryFolder = scratch.path(),

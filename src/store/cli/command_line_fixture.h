@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -48,6 +49,7 @@ protected:
     std::optional<Terminal> terminal;         // that standard output is taken for
     std::optional<Terminal> messagesTerminal; // and standard error
     Date now{800'000'000};                    // 2026-05-09 06:13:20
+    std::function<void(std::chrono::milliseconds)> pause = [](auto) { ADD_FAILURE() << "it waits"; };
     std::function<std::optional<Bytes>(ByteView)> toJpeg = [](ByteView) { return std::nullopt; };
     std::string editor = "false";
 };

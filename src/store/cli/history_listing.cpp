@@ -3,14 +3,12 @@
 
 #include "base/json_fields.h"
 #include "store/cli/json_lines.h"
+#include "store/cli/local_time.h"
 #include "store/database/byte_count.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -59,19 +57,6 @@ std::size_t lengthThatTellsApart(std::vector<std::string> ids) {
     for (std::size_t i = 1; i < ids.size(); ++i)
         length = std::max(length, commonPrefix(ids[i - 1], ids[i]) + 1);
     return length;
-}
-
-std::string localTime(Date date) {
-    constexpr double kYear9999 = 253'402'214'400; // after which the column would not be wide enough
-    const double exact = std::floor(date.unixSeconds());
-    const bool isInCalendar = exact >= 0 && exact < kYear9999; // and no NaN
-    const auto seconds = isInCalendar ? static_cast<std::time_t>(exact) : 0;
-    std::tm local{};
-    std::array<char, 32> text{};
-    if (!isInCalendar || ::localtime_r(&seconds, &local) == nullptr)
-        return "unknown time";
-    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", &local);
-    return {text.data(), length};
 }
 
 std::optional<std::string> nameOf(const std::optional<Uuid>& id, const std::vector<ClipboardCategory>& categories) {

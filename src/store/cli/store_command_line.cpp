@@ -7,7 +7,9 @@
 #include "store/cli/clearing_commands.h"
 #include "store/cli/command_line.h"
 #include "store/cli/entry_commands.h"
+#include "store/cli/hosts_commands.h"
 #include "store/cli/listing_commands.h"
+#include "store/cli/status_command.h"
 
 namespace vexil {
 
@@ -20,6 +22,9 @@ void addStoreCommands(CommandLine& commandLine) {
     commandLine.startSection("The whole store");
     addClearingCommands(commandLine);
     addArchiveCommands(commandLine);
+    commandLine.startSection("Vexil Shortcut");
+    addStatusCommand(commandLine);
+    addHostsCommands(commandLine);
 }
 
 } // namespace vexil

@@ -23,6 +23,7 @@ protected:
                                      .output = {-1, std::nullopt},
                                      .messages = {-1, std::nullopt},
                                      .now = [] { return Date{}; },
+                                     .pause = [](std::chrono::milliseconds) {},
                                      .toJpeg = [](ByteView) { return std::nullopt; },
                                      .editor = "sh -c '" + script + "' sh",
                                      .temporaryFolder = scratch.path()};

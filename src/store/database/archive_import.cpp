@@ -4,6 +4,7 @@
 #include "store/database/clipboard_categories.h"
 #include "store/database/clipboard_entries.h"
 #include "store/database/entry_rows.h"
+#include "store/database/hosts_profiles.h"
 
 #include <algorithm>
 #include <iterator>
@@ -80,6 +81,8 @@ Result<Done, StoreError> ArchiveImport::begin() {
 Result<Done, StoreError> ArchiveImport::take(const ArchivedItem& item) {
     if (const auto* category = std::get_if<ClipboardCategory>(&item))
         return takeCategory(*category);
+    if (const auto* profile = std::get_if<HostsProfile>(&item))
+        return takeProfile(*profile);
     return takeEntry(std::get<ArchivedEntry>(item));
 }
 
@@ -108,6 +111,28 @@ Result<Done, StoreError> ArchiveImport::takeCategory(const ClipboardCategory& ca
     categories_[category.id] = category.id;
     ++categoryCount_;
     ++outcome_.categories;
+    return Done{};
+}
+
+Result<Done, StoreError> ArchiveImport::takeProfile(const HostsProfile& profile) {
+    HostsProfiles profiles(connection_);
+    const auto same = profiles.startingWith(profile.id.toString(), 1);
+    if (!same)
+        return Failure{same.error()};
+    const auto namesake = profiles.named(profile.name);
+    if (!namesake)
+        return Failure{namesake.error()};
+    if (!same->empty() || *namesake)
+        return Done{};
+    const auto inserted = profiles.insert(profile);
+    if (!inserted)
+        return Failure{inserted.error()};
+    if (*inserted == HostsProfileChange::tooLarge)
+        return Failure{StoreError{"there would be more in the hosts profiles than the link to Vexil Shortcut carries"}};
+    if (*inserted != HostsProfileChange::done)
+        return Failure{
+            StoreError{"the hosts profile " + profile.id.toString() + " has a name or lines that cannot be"}};
+    ++outcome_.hostsProfiles;
     return Done{};
 }
 

@@ -40,6 +40,7 @@ private:
     };
 
     Result<Done, StoreError> takeCategory(const ClipboardCategory& category);
+    Result<Done, StoreError> takeProfile(const HostsProfile& profile);
     Result<Done, StoreError> takeEntry(const ArchivedEntry& archived);
     Result<bool, StoreError> isKnown(const ArchivedEntry& archived, const ContentHash& hash);
     Result<std::int64_t, StoreError> insert(const ArchivedEntry& archived, const ContentHash& hash);

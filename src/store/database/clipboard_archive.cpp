@@ -5,6 +5,7 @@
 #include "store/database/clipboard_categories.h"
 #include "store/database/content_description.h"
 #include "store/database/entry_rows.h"
+#include "store/database/hosts_profiles.h"
 
 #include <string>
 #include <utility>
@@ -107,6 +108,13 @@ Result<Done, StoreError> ClipboardArchive::read(UniqueFunction<Result<Done, Stor
             return Failure{categories.error()};
         for (const ClipboardCategory& category : *categories) {
             if (auto taken = onItem(category); !taken)
+                return taken;
+        }
+        const auto profiles = HostsProfiles(connection_).list();
+        if (!profiles)
+            return Failure{profiles.error()};
+        for (const HostsProfile& profile : *profiles) {
+            if (auto taken = onItem(profile); !taken)
                 return taken;
         }
         const auto numbers = entriesInOrder(connection_);

@@ -194,6 +194,43 @@ TEST_F(ClipboardArchiveTest, ACategoryOfTheSameNameIsTheSameCategory) {
     EXPECT_EQ(database.categories().withId(work).value()->colorTag, "green");
 }
 
+TEST_F(ClipboardArchiveTest, HostsProfilesComeBackAsTheyWere) {
+    fill();
+    const HostsProfile work{Uuid::random(), "Work", "1.2.3.4 a\n", false, Date{1.5}};
+    const HostsProfile home{Uuid::random(), "Home", "", true, Date{2.5}};
+    ASSERT_TRUE(database.hostsProfiles().add(work));
+    ASSERT_TRUE(database.hostsProfiles().add(home));
+    const auto items = exported();
+    ASSERT_EQ(items.size(), 9U);
+    EXPECT_EQ(std::get<HostsProfile>(items[2]), work);
+    wipe();
+    ASSERT_TRUE(database.hostsProfiles().remove(work.id));
+    ASSERT_TRUE(database.hostsProfiles().remove(home.id));
+    EXPECT_EQ(import(items)->hostsProfiles, 2U);
+    EXPECT_THAT(database.hostsProfiles().list().value(), ElementsAre(work, home));
+    EXPECT_EQ(exported(), items);
+}
+
+TEST_F(ClipboardArchiveTest, AHostsProfileOfTheSameNameStaysAsItIs) {
+    HostsProfile work{Uuid::random(), "Work", "1.2.3.4 a\n", false, Date{1.5}};
+    ASSERT_TRUE(database.hostsProfiles().add(work));
+    HostsProfile other = work;
+    other.content = "5.6.7.8 b\n";
+    EXPECT_EQ(import({other}).value(), Outcome{});
+    other.id = Uuid::random();
+    other.name = "WORK";
+    EXPECT_EQ(import({other}).value(), Outcome{});
+    EXPECT_THAT(database.hostsProfiles().list().value(), ElementsAre(work));
+}
+
+TEST_F(ClipboardArchiveTest, AHostsProfileThatMakesNoSenseIsRefused) {
+    const ArchivedEntry good = archivedText("good");
+    const HostsProfile bad{Uuid::random(), "bad\n", "", true, Date{}};
+    EXPECT_EQ(refusal({good, bad}), "the hosts profile " + bad.id.toString() + " has a name or lines that cannot be");
+    const HostsProfile large{Uuid::random(), "large", std::string(HostsProfiles::kMaxBytes, 'x'), true, Date{}};
+    EXPECT_THAT(refusal({large}), HasSubstr("more in the hosts profiles than the link"));
+}
+
 TEST_F(ClipboardArchiveTest, AnEntryThatMakesNoSenseIsRefusedWithAllOthers) {
     const ArchivedEntry good = archivedText("good");
     const std::string id = "the entry " + good.entry.id.toString();

@@ -66,12 +66,26 @@ Result<std::int64_t, StoreError> HostsProfiles::revision() {
     return connection_.number("SELECT hosts_revision FROM store");
 }
 
+Result<HostsProfiles::Counts, StoreError> HostsProfiles::counts() {
+    auto statement = connection_.prepare("SELECT count(*), coalesce(sum(is_enabled), 0) FROM hosts_profiles");
+    if (!statement)
+        return Failure{statement.error()};
+    const auto stepped = statement->step();
+    if (!stepped)
+        return Failure{stepped.error()};
+    return Counts{statement->integer(0), statement->integer(1)};
+}
+
+Result<std::vector<HostsProfile>, StoreError> HostsProfiles::list() {
+    return profilesOf(connection_.prepare(kAll));
+}
+
 Result<HostsSnapshot, StoreError> HostsProfiles::snapshot() {
     return connection_.transaction(Access::read, [&]() -> Result<HostsSnapshot, StoreError> {
         const auto number = revision();
         if (!number)
             return Failure{number.error()};
-        auto profiles = profilesOf(connection_.prepare(kAll));
+        auto profiles = list();
         if (!profiles)
             return Failure{profiles.error()};
         return HostsSnapshot{*number, std::move(profiles).value()};
@@ -90,19 +104,21 @@ Result<std::vector<HostsProfile>, StoreError> HostsProfiles::startingWith(std::s
 }
 
 Result<Change, StoreError> HostsProfiles::add(const HostsProfile& profile) {
-    return connection_.transaction(Access::write, [&]() -> Result<Change, StoreError> {
-        const auto checked = check(profile);
-        if (!checked || *checked != Change::done)
-            return checked;
-        if (auto added = connection_.run(
-                "INSERT INTO hosts_profiles (id, name, folded_name, content, is_enabled, updated_at, size, sort_order) "
-                "SELECT ?, ?, ?, ?, ?, ?, ?, coalesce(max(sort_order) + 1, 0) FROM hosts_profiles",
-                profile.id, profile.name, foldedName(profile.name), profile.content, profile.isEnabled,
-                profile.updatedAt, sizeOf(profile));
-            !added)
-            return Failure{added.error()};
-        return countChange();
-    });
+    return connection_.transaction(Access::write, [&] { return insert(profile); });
+}
+
+Result<Change, StoreError> HostsProfiles::insert(const HostsProfile& profile) {
+    const auto checked = check(profile);
+    if (!checked || *checked != Change::done)
+        return checked;
+    if (auto added = connection_.run(
+            "INSERT INTO hosts_profiles (id, name, folded_name, content, is_enabled, updated_at, size, sort_order) "
+            "SELECT ?, ?, ?, ?, ?, ?, ?, coalesce(max(sort_order) + 1, 0) FROM hosts_profiles",
+            profile.id, profile.name, foldedName(profile.name), profile.content, profile.isEnabled, profile.updatedAt,
+            sizeOf(profile));
+        !added)
+        return Failure{added.error()};
+    return countChange();
 }
 
 Result<Change, StoreError> HostsProfiles::check(const HostsProfile& profile) {

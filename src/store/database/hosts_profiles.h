@@ -41,7 +41,14 @@ public:
 
     // Raised by every change, by whichever process.
     Result<std::int64_t, StoreError> revision();
-    // All profiles at one revision, in the order in which they were added.
+    struct Counts {
+        std::int64_t all = 0;
+        std::int64_t enabled = 0;
+    };
+    Result<Counts, StoreError> counts();
+    // In the order in which they were added.
+    Result<std::vector<HostsProfile>, StoreError> list();
+    // The same at one revision.
     Result<HostsSnapshot, StoreError> snapshot();
 
     // By its name, in whatever case.
@@ -51,6 +58,8 @@ public:
 
     // Behind the others. Its id is a new one.
     Result<HostsProfileChange, StoreError> add(const HostsProfile& profile);
+    // The same within a transaction of the caller.
+    Result<HostsProfileChange, StoreError> insert(const HostsProfile& profile);
     Result<HostsProfileChange, StoreError> setContent(const Uuid& id, const std::string& content, Date now);
     Result<HostsProfileChange, StoreError> rename(const Uuid& id, const std::string& name, Date now);
     Result<HostsProfileChange, StoreError> setEnabled(const Uuid& id, bool isEnabled, Date now);

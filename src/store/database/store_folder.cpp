@@ -2,7 +2,6 @@
 #include "store/database/store_folder.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +16,18 @@ namespace {
 
 StoreError failure(const std::filesystem::path& path, const char* what, int error) {
     return {path.string() + " " + what + ": " + std::strerror(error)};
+}
+
+std::filesystem::path lockFileOf(const StoreFolder& folder) {
+    return folder.path() / "serve.lock";
+}
+
+// Of an open file, unlike those of flock(), it can be asked for without being taken.
+struct flock wholeFile(short type) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    return lock;
 }
 
 } // namespace
@@ -49,16 +60,23 @@ Result<Done, StoreError> StoreFolder::create() const {
 }
 
 Result<StoreLock, StoreError> StoreLock::take(const StoreFolder& folder) {
-    const std::filesystem::path file = folder.path() / "serve.lock";
+    const std::filesystem::path file = lockFileOf(folder);
     const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (descriptor < 0)
         return Failure{failure(file, "cannot be opened", errno)};
     StoreLock lock(descriptor);
-    if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+    struct flock whole = wholeFile(F_WRLCK);
+    if (::fcntl(descriptor, F_OFD_SETLK, &whole) == 0)
         return lock;
-    if (errno == EWOULDBLOCK)
+    if (errno == EAGAIN || errno == EACCES)
         return Failure{StoreError{"another vexil-store serves " + folder.path().string() + " already"}};
     return Failure{failure(file, "cannot be locked", errno)};
+}
+
+bool StoreLock::isHeld(const StoreFolder& folder) {
+    const StoreLock reader(::open(lockFileOf(folder).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    struct flock found = wholeFile(F_RDLCK);
+    return reader.descriptor_ >= 0 && ::fcntl(reader.descriptor_, F_OFD_GETLK, &found) == 0 && found.l_type != F_UNLCK;
 }
 
 StoreLock::StoreLock(StoreLock&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}

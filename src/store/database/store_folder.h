@@ -34,6 +34,8 @@ class StoreLock {
 public:
     // Fails where another process serves the store of `folder`, which must exist.
     static Result<StoreLock, StoreError> take(const StoreFolder& folder);
+    // Whether a process holds it. Looking does not get into the way of one that is about to.
+    static bool isHeld(const StoreFolder& folder);
 
     StoreLock(const StoreLock&) = delete;
     StoreLock& operator=(const StoreLock&) = delete;
