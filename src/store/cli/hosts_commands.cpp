@@ -228,7 +228,7 @@ void addApplying(const HostsGroup& group) {
         group.add("apply", "Have the enabled profiles written to the hosts file", apply<false>);
     addOption(applying, "--wait", "SECONDS", applied->waitSeconds, kWaitHelp);
     const auto [removing, removed] =
-        group.add("remove-all", "Have everything that was applied taken out of the hosts file", apply<true>);
+        group.add("remove-all", "Have all of it taken out of the hosts file again", apply<true>);
     addOption(removing, "--wait", "SECONDS", removed->waitSeconds, kWaitHelp);
 }
 
