@@ -16,7 +16,7 @@ struct Date {
     static constexpr Date fromUnixSeconds(double seconds) { return {seconds - kUnixSecondsAtReference}; }
     [[nodiscard]] constexpr double unixSeconds() const { return secondsSinceReference + kUnixSecondsAtReference; }
 
-    auto operator<=>(const Date&) const = default;
+    auto operator<=>(const Date&) const = default; // NOLINT(modernize-use-nullptr): there is none
 };
 
 } // namespace vexil

@@ -28,7 +28,7 @@ public:
     void writeTo(char* text) const;
     [[nodiscard]] const std::array<std::uint8_t, 16>& bytes() const { return bytes_; }
 
-    auto operator<=>(const Uuid&) const = default;
+    auto operator<=>(const Uuid&) const = default; // NOLINT(modernize-use-nullptr): there is none
 
 private:
     std::array<std::uint8_t, 16> bytes_{};

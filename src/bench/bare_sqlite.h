@@ -47,7 +47,7 @@ private:
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
 
-    void check(int code);
+    static void check(int code);
 
     std::unique_ptr<sqlite3, Close> database_;
     std::unique_ptr<sqlite3_stmt, Finalize> statement_;

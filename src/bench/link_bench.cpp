@@ -169,7 +169,7 @@ cpu_set_t only(std::size_t processor) {
 
 // The first and the last of the processors that we may use: on a machine with one they are the same.
 std::pair<std::size_t, std::size_t> twoProcessors() {
-    static const cpu_set_t allowed = [] { // before a measure narrows it
+    static const cpu_set_t kAllowed = [] { // before a measure narrows it
         cpu_set_t set;
         if (::sched_getaffinity(0, sizeof set, &set) != 0)
             throw std::runtime_error("the processors are not known");
@@ -177,7 +177,7 @@ std::pair<std::size_t, std::size_t> twoProcessors() {
     }();
     std::pair<std::size_t, std::size_t> found{CPU_SETSIZE, 0};
     for (std::size_t i = 0; i < CPU_SETSIZE; ++i) {
-        if (CPU_ISSET(i, &allowed))
+        if (CPU_ISSET(i, &kAllowed))
             found = {std::min(found.first, i), i};
     }
     return found;

@@ -127,7 +127,7 @@ std::size_t bareThumbnail(ByteView jpeg) {
     jpeg_destroy_compress(&encoder);
     jpeg_finish_decompress(&decoder);
     jpeg_destroy_decompress(&decoder);
-    std::free(out);
+    std::free(out); // NOLINT(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): libjpeg allocated it
     return size;
 }
 

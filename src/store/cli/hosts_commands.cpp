@@ -215,11 +215,11 @@ void addChanging(const HostsGroup& group) {
     });
 }
 
-template <bool removeAll> CommandResult apply(const CommandContext& context, const HostsOptions& options) {
+template <bool RemoveAll> CommandResult apply(const CommandContext& context, const HostsOptions& options) {
     const std::size_t seconds = options.waitSeconds.value_or(kUsualWait);
     if (seconds > kLongestWait)
         return usageFailure("--wait takes up to " + std::to_string(kLongestWait) + " seconds");
-    return applyHosts(context, removeAll, std::chrono::seconds(seconds));
+    return applyHosts(context, RemoveAll, std::chrono::seconds(seconds));
 }
 
 void addApplying(const HostsGroup& group) {

@@ -178,7 +178,7 @@ Result<std::int64_t, StoreError> ArchiveImport::insert(const ArchivedEntry& arch
     const ByteView content = contentOf(entry).value_or(ByteView());
     const ContentDescription description = describe(entry.kind, content);
     const auto category = entry.categoryID ? std::optional(categories_.at(*entry.categoryID)) : std::nullopt;
-    const auto number = connection_.number(
+    auto number = connection_.number(
         "INSERT INTO entries (id, kind, content_hash, size, created_at, last_copied_at, copied_revision, in_history, "
         "pinned_at, is_favorite, category_id, alias, image_file_name, preview, thumbnail) "
         "VALUES (?, ?, ?, ?, ?, ?, 0, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING number",

@@ -93,6 +93,19 @@ Result<ClipboardArchive::Size, StoreError> sizeOf(SqliteConnection& connection) 
     return ClipboardArchive::Size{static_cast<std::uint64_t>(*entries), static_cast<std::uint64_t>(*bytes)};
 }
 
+using OnItem = UniqueFunction<Result<Done, StoreError>(const ArchivedItem&)>;
+
+template <class Item>
+Result<Done, StoreError> handOver(const Result<std::vector<Item>, StoreError>& items, OnItem& to) {
+    if (!items)
+        return Failure{items.error()};
+    for (const Item& item : *items) {
+        if (auto taken = to(item); !taken)
+            return taken;
+    }
+    return Done{};
+}
+
 } // namespace
 
 Result<Done, StoreError> ClipboardArchive::read(UniqueFunction<Result<Done, StoreError>(Size)> onBegin,
@@ -103,20 +116,10 @@ Result<Done, StoreError> ClipboardArchive::read(UniqueFunction<Result<Done, Stor
             return Failure{size.error()};
         if (auto begun = onBegin(*size); !begun)
             return begun;
-        const auto categories = ClipboardCategories(connection_).list();
-        if (!categories)
-            return Failure{categories.error()};
-        for (const ClipboardCategory& category : *categories) {
-            if (auto taken = onItem(category); !taken)
-                return taken;
-        }
-        const auto profiles = HostsProfiles(connection_).list();
-        if (!profiles)
-            return Failure{profiles.error()};
-        for (const HostsProfile& profile : *profiles) {
-            if (auto taken = onItem(profile); !taken)
-                return taken;
-        }
+        if (auto taken = handOver(ClipboardCategories(connection_).list(), onItem); !taken)
+            return taken;
+        if (auto taken = handOver(HostsProfiles(connection_).list(), onItem); !taken)
+            return taken;
         const auto numbers = entriesInOrder(connection_);
         if (!numbers)
             return Failure{numbers.error()};

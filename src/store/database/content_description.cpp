@@ -27,7 +27,7 @@ ContentHash contentHash(ClipboardKind kind, ByteView content) {
     using namespace std::string_view_literals;
     const ByteView prefix = bytesOf(kind == ClipboardKind::text ? "text\0"sv : "image\0"sv);
     // Nettle has the processor do it, in a fifth of the time that an image's hash takes otherwise.
-    sha256_ctx state;
+    sha256_ctx state{};
     sha256_init(&state);
     sha256_update(&state, prefix.size(), prefix.data());
     sha256_update(&state, content.size(), content.data());

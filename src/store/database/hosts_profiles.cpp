@@ -108,7 +108,7 @@ Result<Change, StoreError> HostsProfiles::add(const HostsProfile& profile) {
 }
 
 Result<Change, StoreError> HostsProfiles::insert(const HostsProfile& profile) {
-    const auto checked = check(profile);
+    auto checked = check(profile);
     if (!checked || *checked != Change::done)
         return checked;
     if (auto added = connection_.run(
@@ -151,7 +151,7 @@ template <class Edit> Result<Change, StoreError> HostsProfiles::change(const Uui
         if (!edit(profile))
             return Change::alreadySo;
         profile.updatedAt = now;
-        const auto checked = check(profile);
+        auto checked = check(profile);
         if (!checked || *checked != Change::done)
             return checked;
         if (auto written = connection_.run("UPDATE hosts_profiles SET name = ?, folded_name = ?, content = ?, "

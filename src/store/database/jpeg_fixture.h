@@ -44,7 +44,7 @@ inline Bytes makeJpeg(PixelSize size, bool isProgressive = false, bool isNoisy =
     jpeg_finish_compress(&codec);
     Bytes jpeg = copyOf({out, outSize});
     jpeg_destroy_compress(&codec);
-    std::free(out);
+    std::free(out); // NOLINT(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): libjpeg allocated it
     return jpeg;
 }
 

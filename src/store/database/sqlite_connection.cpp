@@ -69,7 +69,7 @@ Result<SqliteConnection, StoreError> SqliteConnection::open(const std::filesyste
     return connection;
 }
 
-Result<Done, StoreError> SqliteConnection::execute(const char* sql) {
+Result<Done, StoreError> SqliteConnection::execute(const char* sql) const {
     if (sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
         return Failure{lastSqliteError(handle())};
     return Done{};
@@ -89,7 +89,7 @@ Result<SqliteStatement, StoreError> SqliteConnection::compile(std::string_view s
     return SqliteStatement(statement, opened_->statements);
 }
 
-void SqliteConnection::rollBack() {
+void SqliteConnection::rollBack() const {
     // After some failures SQLite has rolled back already.
     if (sqlite3_get_autocommit(handle()) == 0)
         sqlite3_exec(handle(), "ROLLBACK", nullptr, nullptr, nullptr);

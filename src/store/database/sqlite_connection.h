@@ -31,7 +31,7 @@ public:
                                                      std::chrono::milliseconds busyTimeout = kBusyTimeout);
 
     // `sql` may hold several statements, without parameters.
-    Result<Done, StoreError> execute(const char* sql);
+    Result<Done, StoreError> execute(const char* sql) const;
 
     // The statement with all of its parameters bound; see SqliteStatement::bind for how long bytes must live. It is
     // compiled once: the same text is found again.
@@ -102,7 +102,7 @@ private:
     }
 
     Result<SqliteStatement, StoreError> compile(std::string_view sql);
-    void rollBack();
+    void rollBack() const;
 
     std::unique_ptr<Opened> opened_;
 };
