@@ -164,7 +164,9 @@ TEST_P(PasteboardContract, AFormThatIsPromisedIsMadeWhenItIsAskedForAndOnlyOnce)
                             ++made;
                             return copyOf(bytesOf("png of " + std::string(textOf(source))));
                         })};
+    const std::int64_t seenByThem = theirs().changeCount();
     written(ours(), std::move(contents));
+    awaitChangesOfTheirs(seenByThem, 1);
     for (Pasteboard* reader : {&ours(), &theirs()}) {
         EXPECT_THAT(
             session->types(*reader),
@@ -181,7 +183,9 @@ TEST_P(PasteboardContract, APromiseThatCannotBeKeptIsNone) {
     PasteboardContents contents = data(pasteboard_type::kJpeg, "jpeg bytes");
     contents.promise = {.type = pasteboard_type::kPng,
                         .bytes = std::make_shared<PromisedBytes>([](ByteView) { return std::nullopt; })};
+    const std::int64_t seenByThem = theirs().changeCount();
     written(ours(), std::move(contents));
+    awaitChangesOfTheirs(seenByThem, 1);
     for (Pasteboard* reader : {&theirs(), &ours()}) {
         EXPECT_EQ(session->data(*reader, pasteboard_type::kPng), std::nullopt);
         EXPECT_THAT(session->data(*reader, pasteboard_type::kJpeg), Optional(copyOf(bytesOf("jpeg bytes"))));

@@ -184,10 +184,9 @@ void addLooking(const HostsGroup& group) {
     addFlag(listing, "--json", listed->asJson, "Print an array of objects instead of a table");
     group.addNamed("show", "Print the lines of a profile", show);
     const auto [checking, checked] = group.add(
-        "check", "Print what is wrong with the lines of a profile or a file",
+        "check", "Print what is wrong in a profile or a file",
         [](const CommandContext& context, const HostsOptions& options) { return checkHosts(context, options.source); });
-    addArgument(checking, "NAME", checked->source,
-                "A profile, or else a file; - is standard input; all profiles without");
+    addArgument(checking, "NAME", checked->source, "A profile, else a file or -; without, all profiles");
 }
 
 void addChanging(const HostsGroup& group) {
