@@ -111,24 +111,25 @@ TEST_F(X11PasteboardWritingTest, ServesSeveralTargetsInOneRequest) {
 }
 
 TEST_F(X11PasteboardWritingTest, ListsWhatIsPromisedWithoutMakingItAndSendsItInPieces) {
-    const std::string png = noise(5'000'000);
-    std::atomic<int> made = 0;
+    // Shared with the promise, which is kept on another thread.
+    const auto png = std::make_shared<const std::string>(noise(5'000'000));
+    const auto made = std::make_shared<std::atomic<int>>(0);
     PasteboardContents contents;
     contents.data.push_back({.type = pasteboard_type::kJpeg, .bytes = copyOf(bytesOf("jpeg"))});
-    contents.promise = {.type = pasteboard_type::kPng, .bytes = std::make_shared<PromisedBytes>([&](ByteView) {
-                                                           ++made;
-                                                           return copyOf(bytesOf(png));
+    contents.promise = {.type = pasteboard_type::kPng, .bytes = std::make_shared<PromisedBytes>([png, made](ByteView) {
+                                                           ++*made;
+                                                           return copyOf(bytesOf(*png));
                                                        })};
     write(std::move(contents));
     EXPECT_EQ(ChildProcess({"xclip", "-o", "-selection", "clipboard", "-t", "TARGETS"}, "", file("a")).wait(), 0);
     EXPECT_THAT(contentOf(file("a")), testing::HasSubstr("image/jpeg\nimage/png\n"));
-    EXPECT_EQ(made, 0);
+    EXPECT_EQ(*made, 0);
     for (const char* name : {"b", "c"}) {
         EXPECT_EQ(ChildProcess({"xclip", "-o", "-selection", "clipboard", "-t", "image/png"}, "", file(name)).wait(),
                   0);
-        EXPECT_TRUE(contentOf(file(name)) == png);
+        EXPECT_TRUE(contentOf(file(name)) == *png);
     }
-    EXPECT_EQ(made, 1);
+    EXPECT_EQ(*made, 1);
 }
 
 TEST_F(X11PasteboardWritingTest, ARequestForSeveralTargetsWithoutAListIsRefused) {
